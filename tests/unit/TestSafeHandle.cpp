@@ -1,0 +1,166 @@
+// Issuing, validating and destroying opaque handles, with a handle class that
+// exists only here and records what happens to it.
+#include <cstring>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include "Exception.h"
+#include "SDKHandleBase.h"
+#include "SafeHandle.h"
+#include "TactiviewKR9.h"
+
+namespace {
+
+struct StHookLog
+{
+    int nCreated = 0;
+    int nAfterCreate = 0;
+    int nBeforeDestroy = 0;
+    int nDestroyed = 0;
+};
+StHookLog g_hooks;
+
+class ClTestHandle;
+using TestHandleBase = TSDKHandleBase<ClTestHandle, ClTactiviewKR9, TSDKHandleBaseBase<ClTestHandle, ClTactiviewKR9>>;
+
+class ClTestHandle : public TestHandleBase
+{
+public:
+    ClTestHandle() { ++g_hooks.nCreated; }
+    ~ClTestHandle() override { ++g_hooks.nDestroyed; }
+    void OnAfterCreate() override { ++g_hooks.nAfterCreate; }
+    void OnBeforeDestroy() override { ++g_hooks.nBeforeDestroy; }
+};
+
+using TestSafeHandle = TpSafeHandle<ClTestHandle, ClTactiviewKR9>;
+
+template <typename TCall>
+int32_t CodeOf(TCall call, std::string* pstrText = nullptr)
+{
+    try {
+        call();
+    } catch (const ClException& ex) {
+        if (pstrText != nullptr)
+            *pstrText = ex.GetText() != nullptr ? ex.GetText() : "";
+        return ex.GetCode();
+    }
+    return 0;
+}
+
+class SafeHandle : public testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        g_hooks = StHookLog();
+        ClTactiviewKR9::Acquire();
+        m_nPageSize = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+        // One page that cannot be read or written, one that can only be read.
+        m_pNoAccess = mmap(nullptr, m_nPageSize, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        m_pReadOnly = mmap(nullptr, m_nPageSize, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        ASSERT_NE(m_pNoAccess, MAP_FAILED);
+        ASSERT_NE(m_pReadOnly, MAP_FAILED);
+    }
+    void TearDown() override
+    {
+        munmap(m_pNoAccess, m_nPageSize);
+        munmap(m_pReadOnly, m_nPageSize);
+        ClTactiviewKR9::Release();
+    }
+
+    size_t m_nPageSize = 0;
+    void* m_pNoAccess = nullptr;
+    void* m_pReadOnly = nullptr;
+};
+
+TEST_F(SafeHandle, LifeOfAHandleRunsTheHooksOnceAndNullsTheVariable)
+{
+    void* hHandle = reinterpret_cast<void*>(0x1);
+    ASSERT_EQ(CodeOf([&] { TestSafeHandle::Create(&hHandle); }), 0);
+    ASSERT_NE(hHandle, nullptr);
+    EXPECT_EQ(g_hooks.nCreated, 1);
+    EXPECT_EQ(g_hooks.nAfterCreate, 1);
+
+    // The record carries the tag at both ends around the object.
+    const auto* pRecord = static_cast<const StSafeHandleRecord*>(hHandle);
+    EXPECT_STREQ(pRecord->szHeadTag, "TV_KR9");
+    EXPECT_STREQ(pRecord->szTailTag, "TV_KR9");
+    ClTestHandle* pObject = TestSafeHandle::GetObject(hHandle);
+    EXPECT_EQ(pRecord->pObject, static_cast<void*>(pObject));
+
+    void* hCopy = hHandle;
+    ASSERT_EQ(CodeOf([&] { TestSafeHandle::Destroy(&hHandle); }), 0);
+    EXPECT_EQ(hHandle, nullptr);
+    EXPECT_EQ(g_hooks.nBeforeDestroy, 1);
+    EXPECT_EQ(g_hooks.nDestroyed, 1);
+
+    // Stale values are refused without being read; the variable now null gives -42.
+    EXPECT_EQ(CodeOf([&] { TestSafeHandle::GetObject(hCopy); }), ZRT_ERROR_INVALID_HANDLE);
+    EXPECT_EQ(CodeOf([&] { TestSafeHandle::Destroy(&hCopy); }), ZRT_ERROR_INVALID_HANDLE);
+    EXPECT_EQ(CodeOf([&] { TestSafeHandle::Destroy(&hHandle); }), ZRT_ERROR_NO_HANDLE);
+    EXPECT_EQ(g_hooks.nDestroyed, 1);
+}
+
+TEST_F(SafeHandle, GarbageValuesAreRefusedAndTheProcessLivesOn)
+{
+    EXPECT_EQ(CodeOf([&] { TestSafeHandle::GetObject(nullptr); }), ZRT_ERROR_NO_HANDLE);
+
+    // Readable memory that looks like a record but was never issued.
+    StSafeHandleRecord lookalike;
+    memcpy(lookalike.szHeadTag, "TV_KR9", 7);
+    memcpy(lookalike.szTailTag, "TV_KR9", 7);
+    lookalike.pObject = &lookalike;
+    EXPECT_EQ(CodeOf([&] { TestSafeHandle::GetObject(&lookalike); }), ZRT_ERROR_INVALID_HANDLE);
+
+    char szNoTags[64] = "not a handle";
+    EXPECT_EQ(CodeOf([&] { TestSafeHandle::GetObject(szNoTags); }), ZRT_ERROR_INVALID_HANDLE);
+    EXPECT_EQ(CodeOf([&] { TestSafeHandle::GetObject(m_pNoAccess); }), ZRT_ERROR_INVALID_HANDLE);
+    EXPECT_EQ(CodeOf([&] { TestSafeHandle::GetObject(reinterpret_cast<void*>(0xdeadbeef)); }),
+              ZRT_ERROR_INVALID_HANDLE);
+    void* hWild = reinterpret_cast<void*>(0x10);
+    EXPECT_EQ(CodeOf([&] { TestSafeHandle::Destroy(&hWild); }), ZRT_ERROR_INVALID_HANDLE);
+}
+
+TEST_F(SafeHandle, BadHandleVariablesGiveTheirOwnCodesAndTexts)
+{
+    std::string strText;
+    EXPECT_EQ(CodeOf([&] { TestSafeHandle::Create(nullptr); }, &strText), ZRT_ERROR_BAD_POINTER);
+    EXPECT_NE(strText.find("handle reference is NULL pointer"), std::string::npos);
+    EXPECT_EQ(CodeOf([&] { TestSafeHandle::Destroy(nullptr); }, &strText), ZRT_ERROR_INVALID_PARAMETER);
+    EXPECT_NE(strText.find("handle reference is NULL pointer"), std::string::npos);
+
+    // Variables in memory that cannot be written (or read) are reported, not crashed on.
+    for (void* pVariable : {m_pNoAccess, m_pReadOnly}) {
+        auto** phHandle = static_cast<void**>(pVariable);
+        EXPECT_EQ(CodeOf([&] { TestSafeHandle::Create(phHandle); }, &strText), ZRT_ERROR_BAD_POINTER);
+        EXPECT_NE(strText.find("protection fault while accessing handle reference"), std::string::npos);
+    }
+    EXPECT_EQ(CodeOf([&] { TestSafeHandle::Destroy(static_cast<void**>(m_pNoAccess)); }, &strText),
+              ZRT_ERROR_BAD_POINTER);
+    EXPECT_NE(strText.find("protection fault while accessing handle reference"), std::string::npos);
+    // A read-only variable holding null can be read: the null handle is the failure.
+    EXPECT_EQ(CodeOf([&] { TestSafeHandle::Destroy(static_cast<void**>(m_pReadOnly)); }), ZRT_ERROR_NO_HANDLE);
+    EXPECT_EQ(g_hooks.nCreated, 0) << "nothing is built for a bad variable";
+}
+
+TEST_F(SafeHandle, IssuingNeedsAnInitialisedLibrary)
+{
+    ClTactiviewKR9::Release();
+    void* hHandle = reinterpret_cast<void*>(0x5);
+    std::string strText;
+    EXPECT_EQ(CodeOf([&] { TestSafeHandle::Create(&hHandle); }, &strText), ZRT_ERROR_NOT_INITIALIZED);
+    EXPECT_NE(strText.find("Initialization required prior to handle creation"), std::string::npos);
+    EXPECT_EQ(hHandle, reinterpret_cast<void*>(0x5)) << "the variable stays as it was";
+
+    // A handle issued while initialised outlives the release and is still destroyed cleanly.
+    ClTactiviewKR9::Acquire();
+    ASSERT_EQ(CodeOf([&] { TestSafeHandle::Create(&hHandle); }), 0);
+    ClTactiviewKR9::Release();
+    EXPECT_NE(TestSafeHandle::GetObject(hHandle), nullptr);
+    EXPECT_EQ(CodeOf([&] { TestSafeHandle::Destroy(&hHandle); }), 0);
+    ClTactiviewKR9::Acquire();  // balances TearDown
+}
+
+}  // namespace
