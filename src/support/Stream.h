@@ -38,6 +38,7 @@ public:
     bool GetByteSwap() const { return m_bSwapOnWrite; }
     // When set, a typed operation that moves fewer bytes than asked raises -201.
     void SetThrowOnShort(bool bThrow) { m_bThrowOnShort = bThrow; }
+    bool GetThrowOnShort() const { return m_bThrowOnShort; }
 
     // The typed operations return the bytes moved. A short read leaves the bytes
     // of the value that were not reached unchanged.
