@@ -179,6 +179,7 @@ void ClImage::Create(EDataType eDataType, int32_t nWidth, int32_t nHeight, int32
         const int64_t nOldTotal = nOldRowBytes * nOldHeight;
         const int64_t nNewTotalAsBefore = RowBytes(eDataType, nWidth, nPlanes, bOldAligned) * nHeight;
         const bool bBothAreasValid = nOldRowBytes >= 0 && nOldHeight >= 0 && nRowBytes >= 0 && nHeight >= 0;
+        // The buffer holds at least the old total in whole 64-bit units.
         const int64_t nCapacity = (nOldTotal + 7) / 8 * 8;
         if (bBothAreasValid && nOldTotal == nNewTotalAsBefore && nRowBytes * nHeight <= nCapacity)
             return;
