@@ -204,10 +204,15 @@ ClExSystem::ClExSystem(const char* pszText, const char* pszFile, int32_t nLine)
 }
 
 ClExSystem::ClExSystem(const char* pszText, const char* pszFile, int32_t nLine, int nErrorNumber)
+    : ClExSystem(pszText, NeutralErrorText(nErrorNumber), pszFile, nLine)
+{
+}
+
+ClExSystem::ClExSystem(const char* pszText, const char* pszSystemText, const char* pszFile, int32_t nLine)
     : ClException(pszText, ZRT_ERROR_FROM_SYSTEM_FUNCTION, true, pszFile, nLine)
 {
     char szSystem[512];
-    snprintf(szSystem, sizeof(szSystem), "%s", NeutralErrorText(nErrorNumber));
+    snprintf(szSystem, sizeof(szSystem), "%s", pszSystemText != nullptr ? pszSystemText : "Unknown system error");
 
     // System messages may end in line breaks; cut them off from the end, stepping
     // over other control characters, up to the first printable one.

@@ -133,6 +133,11 @@ public:
     ClExSystem(const char* pszText, const char* pszFile, int32_t nLine);
     ~ClExSystem() override = default;
 
+protected:
+    // For system calls that do not report through errno (the dynamic loader's
+    // dlerror()): the caller hands over the system's message itself.
+    ClExSystem(const char* pszText, const char* pszSystemText, const char* pszFile, int32_t nLine);
+
 private:
     ClExSystem(const char* pszText, const char* pszFile, int32_t nLine, int nErrorNumber);
 };
@@ -143,6 +148,13 @@ class ClExDynamicLibraryLoadFail : public ClExSystem
 public:
     ClExDynamicLibraryLoadFail(const char* pszText, int32_t nCode, const char* pszFile, int32_t nLine)
         : ClExSystem(pszText, pszFile, nLine)
+    {
+        SetCode(nCode);
+    }
+    // The loader's own error text (dlerror()) in place of the errno message.
+    ClExDynamicLibraryLoadFail(const char* pszText, const char* pszSystemText, int32_t nCode, const char* pszFile,
+                               int32_t nLine)
+        : ClExSystem(pszText, pszSystemText, pszFile, nLine)
     {
         SetCode(nCode);
     }

@@ -1,0 +1,168 @@
+// Array containers: growth by the fixed step, reuse of the block, element
+// rules for classes with destructors, and failed growth.
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "Exception.h"
+#include "support/Array.h"
+
+namespace {
+
+#ifdef __SANITIZE_ADDRESS__
+constexpr bool kHugeAllocationsFail = false;  // the sanitizer ends the process instead
+#else
+constexpr bool kHugeAllocationsFail = true;
+#endif
+
+// An element that owns its name, like a map entry: copies duplicate the name,
+// the destructor frees it, and every living instance is counted. Its block
+// allocation can be made to fail.
+class ClNamedEntry
+{
+public:
+    ClNamedEntry() { ++s_nLiving; }
+    explicit ClNamedEntry(const char* pszName) : m_pszName(strdup(pszName)) { ++s_nLiving; }
+    ClNamedEntry(const ClNamedEntry& other) : m_pszName(other.m_pszName ? strdup(other.m_pszName) : nullptr)
+    {
+        ++s_nLiving;
+    }
+    ClNamedEntry& operator=(const ClNamedEntry& other)
+    {
+        if (this != &other) {
+            free(m_pszName);
+            m_pszName = other.m_pszName ? strdup(other.m_pszName) : nullptr;
+        }
+        return *this;
+    }
+    ~ClNamedEntry()
+    {
+        free(m_pszName);
+        --s_nLiving;
+    }
+
+    static void* operator new[](size_t nBytes, const std::nothrow_t& tag) noexcept
+    {
+        return s_bFailAllocation ? nullptr : ::operator new[](nBytes, tag);
+    }
+    static void operator delete[](void* p) noexcept { ::operator delete[](p); }
+    static void operator delete[](void* p, const std::nothrow_t&) noexcept { ::operator delete[](p); }
+
+    std::string GetName() const { return m_pszName ? m_pszName : "<none>"; }
+
+    static inline int s_nLiving = 0;
+    static inline bool s_bFailAllocation = false;
+
+private:
+    char* m_pszName = nullptr;
+};
+
+TEST(ArrayDynamic, GrowsByItsStepAndReusesTheBlockAfterClear)
+{
+    TpArrayDynamic<int, 10> array;
+    EXPECT_EQ(array.GetData(), nullptr);
+    for (int i = 0; i < 10; ++i)
+        array.Add(i);
+    EXPECT_EQ(array.GetCapacity(), 10u);
+    array.Add(10);
+    EXPECT_EQ(array.GetCapacity(), 20u) << "a fixed step, not a doubling";
+    EXPECT_EQ(array.GetSize(), 11);
+    for (int i = 0; i < 11; ++i)
+        EXPECT_EQ(array[i], i);
+
+    // Clear forgets the elements but keeps the block.
+    int* pBlock = array.GetData();
+    array.Clear();
+    EXPECT_EQ(array.GetSize(), 0);
+    for (int i = 0; i < 20; ++i)
+        array.Add(100 + i);
+    EXPECT_EQ(array.GetData(), pBlock) << "refilling up to the capacity does not allocate";
+
+    // Appending an element of the full array itself: growing must not lose it.
+    array.Add(array[19]);
+    EXPECT_EQ(array.GetCapacity(), 30u);
+    EXPECT_EQ(array[20], 119);
+
+    array.SetSize(0);
+    EXPECT_EQ(array.GetData(), nullptr);
+    EXPECT_EQ(array.GetSize(), 0);
+    array.SetSize(3);
+    EXPECT_EQ(array.GetSize(), 3) << "a sized block counts all its elements as used";
+    EXPECT_EQ(array.GetCapacity(), 3u);
+    array.Add(7);
+    EXPECT_EQ(array.GetCapacity(), 13u);
+}
+
+TEST(ArrayDynamic, ClassElementsAreConstructedCopiedAndDestroyedOneByOne)
+{
+    ClNamedEntry::s_nLiving = 0;
+    {
+        TpArrayDynamic<ClNamedEntry, 10> entries;
+        for (int i = 0; i < 11; ++i)
+            entries.Add(ClNamedEntry(("entry" + std::to_string(i)).c_str()));
+        for (int i = 0; i < 11; ++i)
+            EXPECT_EQ(entries[i].GetName(), "entry" + std::to_string(i));
+        EXPECT_EQ(ClNamedEntry::s_nLiving, 20) << "the whole block is built, element by element";
+
+        entries.Clear();
+        entries.Add(ClNamedEntry("again"));
+        EXPECT_EQ(entries[0].GetName(), "again");
+
+        TpArrayStatic<ClNamedEntry> fixed;
+        fixed.SetSize(4);
+        EXPECT_EQ(ClNamedEntry::s_nLiving, 24);
+        fixed.SetSize(2);
+        EXPECT_EQ(ClNamedEntry::s_nLiving, 22);
+    }
+    EXPECT_EQ(ClNamedEntry::s_nLiving, 0) << "every element is destroyed with its block";
+}
+
+TEST(ArrayDynamic, FailedGrowthLeavesTheArrayAsItWas)
+{
+    TpArrayDynamic<ClNamedEntry, 10> entries;
+    for (int i = 0; i < 10; ++i)
+        entries.Add(ClNamedEntry(std::to_string(i).c_str()));
+    const ClNamedEntry* pBlock = entries.GetData();
+
+    ClNamedEntry::s_bFailAllocation = true;
+    try {
+        entries.Add(ClNamedEntry("eleventh"));
+        ADD_FAILURE() << "growth should have failed";
+    } catch (const ClExBadAlloc& ex) {
+        EXPECT_EQ(ex.GetCode(), ZRT_ERROR_OUT_OF_MEMORY);
+        EXPECT_NE(std::string(ex.GetText()).find("Memory allocation failed"), std::string::npos);
+    }
+    ClNamedEntry::s_bFailAllocation = false;
+    EXPECT_EQ(entries.GetCapacity(), 10u);
+    EXPECT_EQ(entries.GetSize(), 10);
+    EXPECT_EQ(entries.GetData(), pBlock);
+    for (int i = 0; i < 10; ++i)
+        EXPECT_EQ(entries[i].GetName(), std::to_string(i));
+
+    entries.Add(ClNamedEntry("eleventh"));
+    EXPECT_EQ(entries.GetCapacity(), 20u);
+    EXPECT_EQ(entries[10].GetName(), "eleventh");
+
+    // Plain elements: byte sizes beyond size_t saturate, so the allocator refuses
+    // them instead of handing out a small block.
+    if (kHugeAllocationsFail) {
+        TpArrayDynamic<uint64_t, 10> numbers;
+        numbers.Add(7);
+        EXPECT_THROW(numbers.Grow(SIZE_MAX / 4), ClExBadAlloc);
+        EXPECT_THROW(numbers.Grow(SIZE_MAX), ClExBadAlloc) << "the element count itself overflows";
+        EXPECT_EQ(numbers.GetCapacity(), 10u);
+        EXPECT_EQ(numbers[0], 7u);
+
+        TpArrayStatic<uint64_t> block;
+        block.SetSize(4);
+        EXPECT_THROW(block.SetSize(SIZE_MAX / 2), ClExBadAlloc);
+        EXPECT_EQ(block.GetData(), nullptr);
+        EXPECT_EQ(block.GetSize(), 0);
+    }
+}
+
+}  // namespace
