@@ -111,7 +111,7 @@ void ClKR9USBProtocol::GetDeviceString(std::string& strText, uint32_t uiKind)
     static const uint8_t s_aucCommands[] = {eGetDeviceString0, eGetDeviceString1, eGetDeviceString2};
     const bool bKnownKind = uiKind < 3;
     uint8_t aucReport[kReportSize];
-    PrepareRequest(aucReport, bKnownKind ? s_aucCommands[uiKind] : eGetDeviceString0);
+    PrepareRequest(aucReport, bKnownKind ? s_aucCommands[uiKind] : static_cast<uint8_t>(eGetDeviceString0));
     Exchange(aucReport);
     if (!bKnownKind) {
         strText.clear();
