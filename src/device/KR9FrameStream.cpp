@@ -1,0 +1,104 @@
+// The frame pipe of the KR9: after a grab command the device sends the sensor
+// image as two halves of 128 columns, each as a run of 4096-byte chunks
+// fetched through the physical-descriptor request. Rows come top first, with
+// no header, marker or checksum; the tail of the last chunk of a half is
+// padding. 16-bit samples travel high byte first.
+#include <array>
+#include <cstring>
+
+#include "Exception.h"
+#include "device/KR9USBProtocol.h"
+#include "support/Stream.h"
+
+namespace {
+
+constexpr size_t kChunkSize = 4096;
+constexpr size_t kRows = 360;
+constexpr size_t kHalfColumns = 128;
+constexpr size_t kPixelsPerHalf = kRows * kHalfColumns;   // 46080
+
+// Interleaves the two halves into rows of 256 pixels. "First" is the half that came first.
+template <typename TPixel>
+void AssembleHalves(TPixel* pPixels, const TPixel* pFirst, const TPixel* pSecond, bool bExchangeHalves)
+{
+    const TPixel* pLeft = bExchangeHalves ? pSecond : pFirst;
+    const TPixel* pRight = bExchangeHalves ? pFirst : pSecond;
+    for (size_t r = 0; r < kRows; ++r) {
+        memcpy(pPixels + r * 2 * kHalfColumns, pLeft + r * kHalfColumns, kHalfColumns * sizeof(TPixel));
+        memcpy(pPixels + r * 2 * kHalfColumns + kHalfColumns, pRight + r * kHalfColumns, kHalfColumns * sizeof(TPixel));
+    }
+}
+
+void ThrowUnexpectedEnd()
+{
+    throw ClExStreamUnexpectedEnd("Unexpected end of stream", ZRT_ERROR_UNEXPECTED_EOF, true, KR9_SITE);
+}
+
+}  // namespace
+
+void ClKR9USBProtocol::ReadFrame16(uint16_t* pPixels, bool bExchangeHalves)
+{
+    constexpr size_t kHalfBytes = kPixelsPerHalf * sizeof(uint16_t);   // 92160
+    constexpr size_t kWholeChunks = kHalfBytes / kChunkSize;            // 22
+    constexpr size_t kTailWords = (kHalfBytes % kChunkSize) / 2;        // 1024
+
+    // The streams write bytes into word storage, so the halves need no second copy.
+    std::array<std::array<uint16_t, kPixelsPerHalf>, 2> halves;
+    std::array<uint8_t, kChunkSize> chunk{};
+    for (size_t h = 0; h < halves.size(); ++h) {
+        ClMemStream stream(halves[h].data(), kHalfBytes, true);
+        // Words arrive high byte first; the stream's swapped write stores them in host order.
+        stream.SetByteSwap(true);
+        auto writeWords = [&](size_t uiWords) {
+            size_t uiWritten = 0;
+            for (size_t w = 0; w < uiWords; ++w) {
+                uint16_t usWord;
+                memcpy(&usWord, chunk.data() + 2 * w, sizeof(usWord));
+                uiWritten += stream.Write(usWord);
+            }
+            if (stream.GetThrowOnShort() && uiWritten != uiWords * sizeof(uint16_t))
+                ThrowUnexpectedEnd();
+        };
+        // A chunk that the device failed to deliver leaves the previous bytes in
+        // the buffer; the frame goes on with them, as nothing tells a damaged one.
+        for (size_t c = 0; c < kWholeChunks; ++c) {
+            m_pInterface->GetPhysicalDescriptor(chunk.data(), kChunkSize);
+            writeWords(kChunkSize / 2);
+        }
+        m_pInterface->GetPhysicalDescriptor(chunk.data(), kChunkSize);
+        writeWords(kTailWords);
+    }
+
+    AssembleHalves(pPixels, halves[0].data(), halves[1].data(), bExchangeHalves);
+}
+
+void ClKR9USBProtocol::ReadFrame8(uint8_t* pPixels, bool bExchangeHalves)
+{
+    constexpr size_t kHalfBytes = kPixelsPerHalf;                 // 46080
+    constexpr size_t kWholeChunks = kHalfBytes / kChunkSize;      // 11
+    constexpr size_t kTailBytes = kHalfBytes % kChunkSize;        // 1024
+
+    std::array<std::array<uint8_t, kHalfBytes>, 2> halves;
+    std::array<uint8_t, kChunkSize> chunk{};
+    for (size_t h = 0; h < halves.size(); ++h) {
+        ClMemStream stream(halves[h].data(), kHalfBytes, true);
+        auto writeBytes = [&](size_t uiBytes) {
+            size_t uiWritten = 0;
+            for (size_t b = 0; b < uiBytes; ++b) {
+                const size_t uiOne = stream.Write(chunk[b]);
+                if (stream.GetThrowOnShort() && uiOne != 1)
+                    ThrowUnexpectedEnd();
+                uiWritten += uiOne;
+            }
+            if (stream.GetThrowOnShort() && uiWritten != uiBytes)
+                ThrowUnexpectedEnd();
+        };
+        for (size_t c = 0; c < kWholeChunks; ++c) {
+            m_pInterface->GetPhysicalDescriptor(chunk.data(), kChunkSize);
+            writeBytes(kChunkSize);
+        }
+        m_pInterface->GetPhysicalDescriptor(chunk.data(), kChunkSize);
+        writeBytes(kTailBytes);
+    }
+    AssembleHalves(pPixels, halves[0].data(), halves[1].data(), bExchangeHalves);
+}

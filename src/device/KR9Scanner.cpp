@@ -1,0 +1,136 @@
+#include "device/KR9Scanner.h"
+
+#include <memory>
+
+#include "Exception.h"
+#include "device/KR9DeviceIds.h"
+#include "device/transport/TransportFactory.h"
+#include "imaging/FpImage.h"
+
+void ClKR9Scanner::Enumerate(ClHIDDeviceList& devices)
+{
+    devices.clear();
+    try {
+        std::unique_ptr<ClHIDInterface> pInterface(CreateHIDInterface());
+        pInterface->Enumerate(devices);
+        devices.remove_if([](const StHIDDeviceInfo& device) {
+            return device.m_usVendorId != KR9_USB_VENDOR_ID || device.m_usProductId != KR9_USB_PRODUCT_ID;
+        });
+        // Each scanner is asked for its serial number in a session of its own;
+        // nothing else is sent, so enumeration leaves started state and registers alone.
+        for (StHIDDeviceInfo& device : devices) {
+            pInterface->Open(device);
+            try {
+                ClKR9USBProtocol protocol(pInterface.get());
+                protocol.OpenSession();
+                std::string strSerial;
+                protocol.GetDeviceString(strSerial, 0);
+                device.m_strName = kNamePrefix + strSerial;
+            } catch (...) {
+                pInterface->Close();
+                throw;
+            }
+            pInterface->Close();
+        }
+    } catch (const ClException& ex) {
+        throw ClException(ex.GetText(), ZRT_ERROR_DEVICE_OPEN_FAIL, true, KR9_SITE);
+    }
+}
+
+ClKR9Scanner::ClKR9Scanner(const StHIDDeviceInfo& device)
+{
+    try {
+        m_pInterface = CreateHIDInterface();
+        m_pInterface->Open(device);
+        m_pProtocol = new ClKR9USBProtocol(m_pInterface);
+        m_pProtocol->OpenSession();
+        m_ucRegister28 = m_pProtocol->ReadRegister(ClKR9USBProtocol::kRegister28);
+        m_pProtocol->StartDevice();
+    } catch (const ClException& ex) {
+        // Leave the device as it was found, also when only part of the opening happened.
+        try {
+            Close();
+        } catch (const ClException&) {
+        }
+        delete m_pProtocol;
+        m_pProtocol = nullptr;
+        throw ClException(ex);
+    }
+}
+
+ClKR9Scanner::~ClKR9Scanner()
+{
+    try {
+        Close();
+    } catch (const ClException&) {
+        // A device that vanished cannot be stopped; the transport is freed below all the same.
+    }
+    delete m_pProtocol;
+    delete m_pInterface;
+}
+
+void ClKR9Scanner::Close()
+{
+    if (m_pProtocol != nullptr) {
+        // Stopped first, then the register gets back the value it had before the session.
+        m_pProtocol->StopDevice();
+        m_pProtocol->WriteRegister(ClKR9USBProtocol::kRegister28, m_ucRegister28);
+    }
+    if (m_pInterface != nullptr) {
+        m_pInterface->Close();
+        delete m_pInterface;
+        m_pInterface = nullptr;
+    }
+}
+
+void ClKR9Scanner::GetImageSize(uint32_t* puiWidth, uint32_t* puiHeight) const
+{
+    if (puiWidth == nullptr || puiHeight == nullptr)
+        throw ClExQuorvane(ZRT_ERROR_BAD_POINTER, KR9_SITE);
+    *puiWidth = m_uiWidth;
+    *puiHeight = m_uiHeight;
+}
+
+bool ClKR9Scanner::IsFingerPresent()
+{
+    return m_pProtocol->IsFingerPresent();
+}
+
+void ClKR9Scanner::GetFrame(ClImage& image, uint32_t uiMode)
+{
+    if (static_cast<uint32_t>(image.Width()) != m_uiWidth || static_cast<uint32_t>(image.Height()) != m_uiHeight)
+        throw ClExQuorvane(ZRT_ERROR_INVALID_PARAMETER, KR9_SITE);
+    const ClImage::EDataType eNeeded = uiMode == 0 ? ClImage::uint8 : ClImage::uint16;
+    if (uiMode <= 3 && (image.DataType() != eNeeded || image.Planes() != 1 || image.Data() == nullptr))
+        throw ClExQuorvane(ZRT_ERROR_INVALID_PARAMETER, KR9_SITE);
+    uint16_t* pWords = reinterpret_cast<uint16_t*>(image.Data());
+    switch (uiMode) {
+    case 0:
+        m_pProtocol->GrabFrame8(image.Data());
+        break;
+    case 1:
+        m_pProtocol->GrabFrame16(pWords);
+        break;
+    case 2:
+        m_pProtocol->GrabFrame16RegisterOff(pWords);
+        break;
+    case 3:
+        m_pProtocol->GrabFrame16Closed(pWords);
+        break;
+    default:
+        // Unknown modes are ignored, not refused.
+        break;
+    }
+}
+
+void ClKR9Scanner::GetFirmwareVersion(uint32_t auiVersion[4])
+{
+    m_pProtocol->GetFirmwareVersion(auiVersion);
+}
+
+void ClKR9Scanner::GetSerialNumber(std::string& strSerial)
+{
+    std::string strDeviceSerial;
+    m_pProtocol->GetDeviceString(strDeviceSerial, 0);
+    strSerial = kNamePrefix + strDeviceSerial;
+}

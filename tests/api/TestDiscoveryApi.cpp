@@ -1,0 +1,90 @@
+// TV_KR9QueryScanners against virtual scanners plugged through KR9EMU_.
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "KR9Emulator.h"
+#include "QuorvaneTactiviewKR9.h"
+
+namespace {
+
+std::string NameAt(const std::vector<char>& names, size_t uiIndex)
+{
+    const char* pRecord = names.data() + uiIndex * TV_KR9_SCANNER_NAME_SIZE;
+    return std::string(pRecord, strnlen(pRecord, TV_KR9_SCANNER_NAME_SIZE));
+}
+
+TEST(DiscoveryApi, ListsNoneOneAndThreeVirtualScanners)
+{
+    uint64_t uiCount = 0;
+    EXPECT_EQ(TV_KR9QueryScanners(nullptr, &uiCount), ZRT_SUCCESS);
+    EXPECT_EQ(uiCount, 0u);
+
+    KR9EMU_Device* pFirst = KR9EMU_Plug("11111111");
+    ASSERT_NE(pFirst, nullptr);
+    EXPECT_EQ(TV_KR9QueryScanners(nullptr, &uiCount), ZRT_ERROR_SIZE_TOO_SMALL);
+    EXPECT_EQ(uiCount, 1u);
+    std::vector<char> names(TV_KR9_SCANNER_NAME_SIZE * 4, 'x');
+    EXPECT_EQ(TV_KR9QueryScanners(names.data(), &uiCount), ZRT_SUCCESS);
+    EXPECT_EQ(NameAt(names, 0), "KR9 11111111");
+    EXPECT_EQ(std::string(names.data() + 12, 4), std::string(4, '\0')) << "zero-filled behind the name";
+
+    KR9EMU_Device* pSecond = KR9EMU_Plug("2");
+    KR9EMU_Device* pThird = KR9EMU_Plug("");
+    uiCount = 2;
+    std::fill(names.begin(), names.end(), 'x');
+    EXPECT_EQ(TV_KR9QueryScanners(names.data(), &uiCount), ZRT_ERROR_SIZE_TOO_SMALL);
+    EXPECT_EQ(uiCount, 3u);
+    EXPECT_EQ(names[0], 'x') << "nothing is written into a buffer that is too small";
+    EXPECT_EQ(TV_KR9QueryScanners(names.data(), &uiCount), ZRT_SUCCESS);
+    EXPECT_EQ(NameAt(names, 0), "KR9 11111111");
+    EXPECT_EQ(NameAt(names, 1), "KR9 2");
+    EXPECT_EQ(NameAt(names, 2), "KR9 ");
+    EXPECT_EQ(names[3 * TV_KR9_SCANNER_NAME_SIZE], 'x') << "records beyond the count stay untouched";
+
+    // Null buffer with scanners present, null count.
+    uiCount = 5;
+    EXPECT_EQ(TV_KR9QueryScanners(nullptr, &uiCount), ZRT_ERROR_BAD_POINTER);
+    EXPECT_EQ(TV_KR9QueryScanners(names.data(), nullptr), ZRT_ERROR_BAD_POINTER);
+
+    // Discovery leaves the devices alone: no session is started.
+    KR9EMU_Stats stats;
+    ASSERT_EQ(KR9EMU_GetStats(pFirst, &stats), ZRT_SUCCESS);
+    EXPECT_EQ(stats.started, 0);
+    EXPECT_EQ(stats.registers[28], 0x5A);
+
+    EXPECT_EQ(KR9EMU_Unplug(pSecond), ZRT_SUCCESS);
+    EXPECT_EQ(TV_KR9QueryScanners(names.data(), &uiCount), ZRT_SUCCESS);
+    EXPECT_EQ(uiCount, 2u);
+    EXPECT_EQ(KR9EMU_Unplug(pFirst), ZRT_SUCCESS);
+    EXPECT_EQ(KR9EMU_Unplug(pThird), ZRT_SUCCESS);
+}
+
+TEST(DiscoveryApi, EmulatorRefusesBadArguments)
+{
+    EXPECT_EQ(KR9EMU_Plug(nullptr), nullptr);
+    EXPECT_EQ(KR9EMU_Plug("123456789"), nullptr);
+    KR9EMU_Device* pDevice = KR9EMU_Plug("dup");
+    ASSERT_NE(pDevice, nullptr);
+    EXPECT_EQ(KR9EMU_Plug("dup"), nullptr);
+
+    EXPECT_EQ(KR9EMU_SetFingerPresent(nullptr, 1), ZRT_ERROR_NO_HANDLE);
+    EXPECT_EQ(KR9EMU_SetFrames(pDevice, nullptr, 1), ZRT_ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(KR9EMU_SetFault(pDevice, 99, 1), ZRT_ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(KR9EMU_SetFault(pDevice, KR9EMU_FAULT_CHUNK_FAIL, -2), ZRT_ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(KR9EMU_GetStats(pDevice, nullptr), ZRT_ERROR_INVALID_PARAMETER);
+    uint32_t uiReports = 0;
+    EXPECT_EQ(KR9EMU_GetReportLog(pDevice, nullptr, &uiReports), ZRT_SUCCESS);
+    EXPECT_EQ(uiReports, 0u);
+    EXPECT_EQ(KR9EMU_RenderFinger(nullptr, 0, 0, 0), ZRT_ERROR_INVALID_PARAMETER);
+
+    EXPECT_EQ(KR9EMU_Unplug(pDevice), ZRT_SUCCESS);
+    // The pointer is now stale: refused, not followed.
+    EXPECT_EQ(KR9EMU_Unplug(pDevice), ZRT_ERROR_INVALID_HANDLE);
+    EXPECT_EQ(KR9EMU_SetFingerPresent(pDevice, 1), ZRT_ERROR_INVALID_HANDLE);
+    EXPECT_NE(KR9EMU_Plug("dup"), nullptr) << "the serial is free again";
+}
+
+}  // namespace

@@ -1,0 +1,238 @@
+// The command dialogue and the frame pipe, checked byte by byte: against the
+// virtual scanner for the dialogue, and against a scripted chunk source for
+// the layout of a frame.
+#include <array>
+#include <cstring>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "Exception.h"
+#include "VirtualScanner.h"
+#include "device/KR9USBProtocol.h"
+#include "device/transport/TransportFactory.h"
+
+namespace {
+
+// A transport that confirms every question and serves chunks whose bytes tell
+// where they came from, so the position of each pixel in the stream is known.
+class ClScriptedChunks : public ClHIDInterface
+{
+public:
+    static uint8_t ByteAt(size_t uiChunk, size_t uiOffset)
+    {
+        return static_cast<uint8_t>(uiChunk * 37 + uiOffset * 13 + (uiOffset >> 8));
+    }
+
+    void Enumerate(ClHIDDeviceList&) override {}
+    void Open(const StHIDDeviceInfo&) override {}
+    void Close() override {}
+    uint64_t Read(void* pBuffer, uint64_t uiSize, int32_t) override
+    {
+        memset(pBuffer, 0, uiSize);
+        static_cast<uint8_t*>(pBuffer)[9] = 255;
+        return uiSize;
+    }
+    uint64_t Write(const void*, uint64_t uiSize, uint32_t) override { return uiSize; }
+    bool GetPhysicalDescriptor(void* pBuffer, uint64_t uiSize) override
+    {
+        const size_t uiChunk = m_uiNextChunk++;
+        if (uiChunk == m_uiFailingChunk)
+            return false;   // leaves the buffer as it was
+        auto* pBytes = static_cast<uint8_t*>(pBuffer);
+        for (size_t o = 0; o < uiSize; ++o)
+            pBytes[o] = m_bTailNoise && o >= 2048 ? 0x5A : ByteAt(uiChunk, o);
+        return true;
+    }
+
+    size_t m_uiNextChunk = 0;
+    size_t m_uiFailingChunk = SIZE_MAX;
+    bool m_bTailNoise = false;
+};
+
+uint16_t WordAt(size_t uiChunk, size_t uiOffset)
+{
+    return static_cast<uint16_t>(ClScriptedChunks::ByteAt(uiChunk, uiOffset) << 8 |
+                                 ClScriptedChunks::ByteAt(uiChunk, uiOffset + 1));
+}
+
+class Protocol : public testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        m_pInterface.reset(CreateHIDInterface());
+        m_pInterface->Open(m_scanner.Info());
+        m_pProtocol = std::make_unique<ClKR9USBProtocol>(m_pInterface.get());
+        m_pProtocol->OpenSession();
+    }
+
+    ClVirtualScanner m_scanner{"P1"};
+    std::unique_ptr<ClHIDInterface> m_pInterface;
+    std::unique_ptr<ClKR9USBProtocol> m_pProtocol;
+};
+
+TEST(ProtocolFrame, SixteenBitHalvesLieInOrderHighByteFirst)
+{
+    ClScriptedChunks chunks;
+    ClKR9USBProtocol protocol(&chunks);
+    std::vector<uint16_t> pixels(256 * 360);
+    protocol.GrabFrame16(pixels.data());
+    EXPECT_EQ(chunks.m_uiNextChunk, 46u);
+    EXPECT_EQ(pixels[0], WordAt(0, 0)) << "row 0, column 0: first word of the first chunk";
+    EXPECT_EQ(pixels[1], WordAt(0, 2));
+    EXPECT_EQ(pixels[128], WordAt(23, 0)) << "row 0, column 128: first word of the second half";
+    EXPECT_EQ(pixels[359 * 256 + 127], WordAt(22, 2046)) << "last word of the first half";
+    EXPECT_EQ(pixels[359 * 256 + 255], WordAt(45, 2046));
+
+    // The unused tail of the last chunk of a half changes nothing.
+    ClScriptedChunks noisy;
+    noisy.m_bTailNoise = true;
+    std::vector<uint16_t> again(256 * 360);
+    ClKR9USBProtocol(&noisy).GrabFrame16(again.data());
+    EXPECT_EQ(again[359 * 256 + 127], pixels[359 * 256 + 127]);
+}
+
+TEST(ProtocolFrame, EightBitHalvesAreExchanged)
+{
+    ClScriptedChunks chunks;
+    ClKR9USBProtocol protocol(&chunks);
+    std::vector<uint8_t> pixels(256 * 360);
+    protocol.GrabFrame8(pixels.data());
+    EXPECT_EQ(chunks.m_uiNextChunk, 24u);
+    EXPECT_EQ(pixels[0], ClScriptedChunks::ByteAt(12, 0)) << "the left side is the second half";
+    EXPECT_EQ(pixels[128], ClScriptedChunks::ByteAt(0, 0)) << "the right side came first";
+    EXPECT_EQ(pixels[359 * 256 + 255], ClScriptedChunks::ByteAt(11, 1023));
+    EXPECT_EQ(pixels[359 * 256 + 127], ClScriptedChunks::ByteAt(23, 1023));
+}
+
+TEST(ProtocolFrame, FailedChunkLeavesThePreviousBytesAndTheFrameCompletes)
+{
+    ClScriptedChunks chunks;
+    chunks.m_uiFailingChunk = 5;
+    ClKR9USBProtocol protocol(&chunks);
+    std::vector<uint8_t> pixels(256 * 360);
+    EXPECT_NO_THROW(protocol.GrabFrame8(pixels.data()));
+    // Chunk 5 holds right-half bytes 20480..24575: rows 160..191 of the right side.
+    EXPECT_EQ(pixels[160 * 256 + 128], ClScriptedChunks::ByteAt(4, 0));
+    EXPECT_EQ(pixels[192 * 256 + 128], ClScriptedChunks::ByteAt(6, 0));
+}
+
+TEST(ProtocolFrame, NullTransportIsRefused)
+{
+    EXPECT_EQ(CodeOfCall([] { ClKR9USBProtocol protocol(nullptr); }), ZRT_ERROR_BAD_POINTER);
+}
+
+TEST_F(Protocol, EveryRequestRepeatsTheSessionTagOfItsOpen)
+{
+    m_pProtocol->IsFingerPresent();
+    m_pProtocol->ReadRegister(28);
+    m_pProtocol->StartDevice();
+    const auto log = m_scanner.Model().GetReportLog();
+    ASSERT_EQ(log.size(), 4u);
+    EXPECT_TRUE(std::all_of(log[0].begin(), log[0].end(), [](uint8_t b) { return b == 0xFF; }));
+    const std::array<uint8_t, 6> tag{{log[1][0], log[1][1], log[1][2], log[1][3], log[1][4], log[1][5]}};
+    EXPECT_NE(tag, (std::array<uint8_t, 6>{{0, 0, 0, 0, 0, 0}}));
+    for (size_t i = 1; i < log.size(); ++i) {
+        EXPECT_TRUE(std::equal(tag.begin(), tag.end(), log[i].begin())) << "report " << i;
+        EXPECT_EQ(log[i][6], 0) << "reserved byte";
+    }
+    EXPECT_EQ(log[2][7], 2);
+    EXPECT_EQ(log[2][8], 28);
+
+    // A new open gets a new tag; the old one is no longer honoured by the device.
+    m_pProtocol->OpenSession();
+    m_pProtocol->IsFrameReady();
+    const auto after = m_scanner.Model().GetReportLog();
+    EXPECT_FALSE(std::equal(tag.begin(), tag.end(), after.back().begin()));
+    EXPECT_TRUE(m_pProtocol->IsFrameReady()) << "the device is still started under the new session";
+}
+
+TEST_F(Protocol, OnlyStatus255MeansYes)
+{
+    m_pProtocol->StartDevice();
+    m_scanner.Model().SetFingerPresent(true);
+    EXPECT_TRUE(m_pProtocol->IsFingerPresent());
+    EXPECT_TRUE(m_pProtocol->IsFrameReady());
+    m_scanner.Model().SetFault(KR9EMU_FAULT_STATUS_254, -1);
+    EXPECT_FALSE(m_pProtocol->IsFingerPresent());
+    EXPECT_FALSE(m_pProtocol->IsFrameReady());
+    EXPECT_EQ(CodeOfCall([&] { m_pProtocol->StartDevice(); }), ZRT_ERROR_WRITE_FAIL);
+    std::vector<uint8_t> pixels(256 * 360, 7);
+    m_scanner.Model().ClearReportLog();
+    EXPECT_EQ(CodeOfCall([&] { m_pProtocol->GrabFrame8(pixels.data()); }), ZRT_ERROR_DEVICE_INTERNAL);
+    EXPECT_EQ(m_scanner.Commands(), (std::vector<int>{26})) << "nothing follows a frame that is not ready";
+    EXPECT_EQ(pixels[0], 7);
+}
+
+TEST_F(Protocol, DeviceStringsAndFirmwareVersion)
+{
+    std::string strText = "old";
+    m_pProtocol->GetDeviceString(strText, 0);
+    EXPECT_EQ(strText, "P1");
+    m_pProtocol->GetDeviceString(strText, 1);
+    EXPECT_EQ(strText.size(), 12u);
+    m_pProtocol->GetDeviceString(strText, 2);
+    EXPECT_FALSE(strText.empty());
+    m_scanner.Model().ClearReportLog();
+    m_pProtocol->GetDeviceString(strText, 7);
+    EXPECT_EQ(strText, "");
+    EXPECT_EQ(m_scanner.Commands(), (std::vector<int>{18})) << "an unknown kind still asks for the serial";
+
+    m_scanner.Model().SetFirmwareVersion({{9, 8, 7, 200}});
+    uint32_t auiVersion[4] = {};
+    m_pProtocol->GetFirmwareVersion(auiVersion);
+    EXPECT_EQ(auiVersion[0], 9u);
+    EXPECT_EQ(auiVersion[3], 200u);
+
+    // A full eight-character serial has no terminator on the wire.
+    ClVirtualScanner full("ABCDEFGH");
+    std::unique_ptr<ClHIDInterface> pInterface(CreateHIDInterface());
+    pInterface->Open(full.Info());
+    ClKR9USBProtocol protocol(pInterface.get());
+    protocol.OpenSession();
+    protocol.GetDeviceString(strText, 0);
+    EXPECT_EQ(strText, "ABCDEFGH");
+}
+
+TEST_F(Protocol, RegisterOffGrabTouchesTheRegisterOnlyWhenItIsSet)
+{
+    m_pProtocol->StartDevice();
+    std::vector<uint16_t> pixels(256 * 360);
+
+    m_scanner.Model().SetRegister(28, 0);
+    m_scanner.Model().ClearReportLog();
+    m_pProtocol->GrabFrame16RegisterOff(pixels.data());
+    EXPECT_EQ(m_scanner.Commands(), (std::vector<int>{2, 26, 9}));
+
+    m_scanner.Model().SetRegister(28, 0x33);
+    m_scanner.Model().ClearReportLog();
+    m_pProtocol->GrabFrame16RegisterOff(pixels.data());
+    const auto log = m_scanner.Model().GetReportLog();
+    ASSERT_EQ(m_scanner.Commands(), (std::vector<int>{2, 1, 26, 9, 1}));
+    EXPECT_EQ(log[1][8], 28);
+    EXPECT_EQ(log[1][9], 0);
+    EXPECT_EQ(log[4][9], 0x33);
+    EXPECT_EQ(m_scanner.Stats().registers[28], 0x33);
+}
+
+TEST_F(Protocol, ClosedGrabConsumesExactlyOneTrailingReport)
+{
+    m_pProtocol->StartDevice();
+    std::vector<uint16_t> pixels(256 * 360);
+    m_pProtocol->GrabFrame16Closed(pixels.data());
+    // Had the closing report been left, this question would read its "yes".
+    EXPECT_FALSE(m_pProtocol->IsFingerPresent());
+    EXPECT_EQ(pixels[0], ClKR9DeviceModel::kEmptySensorValue * 257);
+}
+
+TEST_F(Protocol, SilentDeviceShowsAtTheNextTestedCommand)
+{
+    // The read times out after its five seconds; the request's own zero status byte reads as "no".
+    m_scanner.Model().SetFault(KR9EMU_FAULT_SWALLOW_REPLY, 1);
+    EXPECT_EQ(CodeOfCall([&] { m_pProtocol->StartDevice(); }), ZRT_ERROR_WRITE_FAIL);
+    EXPECT_EQ(m_scanner.Stats().started, 1) << "the device did start; only its answer was lost";
+    EXPECT_TRUE(m_pProtocol->IsFrameReady()) << "the dialogue goes on once the device answers again";
+}
+
+}  // namespace

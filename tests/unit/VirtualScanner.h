@@ -1,0 +1,76 @@
+// Test helper: a virtual scanner plugged for the life of one test, with the
+// device model at hand, and readers for the reports it received.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "KR9DeviceModel.h"
+#include "KR9EmulatorRegistry.h"
+#include "device/HIDInterface.h"
+
+class ClVirtualScanner
+{
+public:
+    explicit ClVirtualScanner(const std::string& strSerial, uint32_t uiFrameMs = 0, uint32_t uiReplyMs = 0)
+    {
+        m_pDevice = ClKR9EmulatorRegistry::Instance().Plug(strSerial);
+        if (m_pDevice == nullptr)
+            throw std::runtime_error("cannot plug " + strSerial);
+        m_pModel = m_pDevice->pModel;
+        m_pModel->SetTiming(uiFrameMs, uiReplyMs);
+    }
+    ~ClVirtualScanner() { Unplug(); }
+
+    void Unplug()
+    {
+        if (m_pDevice != nullptr)
+            ClKR9EmulatorRegistry::Instance().Unplug(m_pDevice);
+        m_pDevice = nullptr;
+    }
+
+    ClKR9DeviceModel& Model() { return *m_pModel; }
+
+    StHIDDeviceInfo Info() const
+    {
+        StHIDDeviceInfo info;
+        info.m_strPath = m_pDevice->strPath;
+        info.m_strName = m_pModel->GetSerial();
+        return info;
+    }
+
+    // Command ids of the received reports in order; 0xFF stands for a session opening.
+    std::vector<int> Commands()
+    {
+        std::vector<int> commands;
+        for (const auto& report : m_pModel->GetReportLog())
+            commands.push_back(report[7]);
+        return commands;
+    }
+
+    KR9EMU_Stats Stats()
+    {
+        KR9EMU_Stats stats;
+        m_pModel->GetStats(stats);
+        return stats;
+    }
+
+private:
+    KR9EMU_Device* m_pDevice = nullptr;
+    std::shared_ptr<ClKR9DeviceModel> m_pModel;
+};
+
+// The code of the ClException that call raises, or 0.
+template <typename TCall>
+int32_t CodeOfCall(TCall call)
+{
+    try {
+        call();
+    } catch (const ClException& ex) {
+        return ex.GetCode();
+    }
+    return 0;
+}
