@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "device/KR9DeviceIds.h"
+
 namespace {
 constexpr size_t kMaxSerialLength = 8;
 }
@@ -15,6 +17,11 @@ ClKR9EmulatorRegistry& ClKR9EmulatorRegistry::Instance()
 
 KR9EMU_Device* ClKR9EmulatorRegistry::Plug(const std::string& strSerial)
 {
+    return Plug(strSerial, KR9_USB_VENDOR_ID, KR9_USB_PRODUCT_ID);
+}
+
+KR9EMU_Device* ClKR9EmulatorRegistry::Plug(const std::string& strSerial, uint16_t usVendorId, uint16_t usProductId)
+{
     if (strSerial.size() > kMaxSerialLength)
         return nullptr;
     std::lock_guard<std::mutex> lock(m_mutex);
@@ -24,6 +31,8 @@ KR9EMU_Device* ClKR9EmulatorRegistry::Plug(const std::string& strSerial)
     auto pDevice = std::make_unique<KR9EMU_Device>();
     pDevice->pModel = std::make_shared<ClKR9DeviceModel>(strSerial);
     pDevice->strPath = kPathPrefix + std::to_string(m_uiNextId++);
+    pDevice->usVendorId = usVendorId;
+    pDevice->usProductId = usProductId;
     m_devices.push_back(std::move(pDevice));
     return m_devices.back().get();
 }
@@ -64,6 +73,6 @@ std::vector<ClKR9EmulatorRegistry::StPlugged> ClKR9EmulatorRegistry::List()
     std::lock_guard<std::mutex> lock(m_mutex);
     std::vector<StPlugged> plugged;
     for (const auto& p : m_devices)
-        plugged.push_back({p->strPath, p->pModel});
+        plugged.push_back({p->strPath, p->pModel, p->usVendorId, p->usProductId});
     return plugged;
 }

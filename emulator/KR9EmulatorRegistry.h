@@ -15,6 +15,9 @@ struct KR9EMU_Device
 {
     std::shared_ptr<ClKR9DeviceModel> pModel;
     std::string strPath;
+    // The USB ids the device reports: the KR9's, unless a test wants another HID device beside it.
+    uint16_t usVendorId;
+    uint16_t usProductId;
 };
 
 class ClKR9EmulatorRegistry
@@ -24,6 +27,8 @@ public:
     {
         std::string strPath;
         std::shared_ptr<ClKR9DeviceModel> pModel;
+        uint16_t usVendorId;
+        uint16_t usProductId;
     };
 
     // Paths of virtual scanners begin with this, which tells the transport factory where they go.
@@ -33,6 +38,8 @@ public:
 
     // Null for an overlong (more than 8 characters) or already plugged serial.
     KR9EMU_Device* Plug(const std::string& strSerial);
+    // A device with other USB ids, as another HID device (a keyboard, say) would show up.
+    KR9EMU_Device* Plug(const std::string& strSerial, uint16_t usVendorId, uint16_t usProductId);
     // False for a device that is not plugged.
     bool Unplug(KR9EMU_Device* pDevice);
     // The model behind a plugged device, or null for a pointer that is not one.

@@ -31,14 +31,16 @@ TEST(KR9Scanner, EnumerationNamesScannersAndSendsOnlyTheSerialQuestion)
     EXPECT_TRUE(devices.empty()) << "no scanner, no error, the list cleared";
 
     ClVirtualScanner first("0001");
+    ClVirtualScanner keyboard("KB", ClVirtualScanner::StUsbIds{0x046D, 0xC31C});
     ClVirtualScanner unnamed("");
     ClKR9Scanner::Enumerate(devices);
-    ASSERT_EQ(devices.size(), 2u);
+    ASSERT_EQ(devices.size(), 2u) << "the keyboard is left out";
     EXPECT_EQ(devices.front().m_strName, "KR9 0001");
     EXPECT_EQ(devices.back().m_strName, "KR9 ");
     EXPECT_EQ(first.Commands(), (std::vector<int>{0xFF, 18}));
     EXPECT_EQ(first.Stats().registers[28], 0x5A);
     EXPECT_EQ(first.Stats().started, 0);
+    EXPECT_TRUE(keyboard.Commands().empty()) << "devices of other makers are not even opened";
 }
 
 TEST(KR9Scanner, EnumerationFailureBecomesOpenFailWithTheCause)

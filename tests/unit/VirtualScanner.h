@@ -11,17 +11,29 @@
 #include "KR9DeviceModel.h"
 #include "KR9EmulatorRegistry.h"
 #include "device/HIDInterface.h"
+#include "device/KR9DeviceIds.h"
 
 class ClVirtualScanner
 {
 public:
     explicit ClVirtualScanner(const std::string& strSerial, uint32_t uiFrameMs = 0, uint32_t uiReplyMs = 0)
+        : ClVirtualScanner(strSerial, StUsbIds{KR9_USB_VENDOR_ID, KR9_USB_PRODUCT_ID})
     {
-        m_pDevice = ClKR9EmulatorRegistry::Instance().Plug(strSerial);
+        m_pModel->SetTiming(uiFrameMs, uiReplyMs);
+    }
+    struct StUsbIds
+    {
+        uint16_t usVendorId;
+        uint16_t usProductId;
+    };
+    // Another HID device, with its own USB ids.
+    ClVirtualScanner(const std::string& strSerial, StUsbIds ids)
+    {
+        m_pDevice = ClKR9EmulatorRegistry::Instance().Plug(strSerial, ids.usVendorId, ids.usProductId);
         if (m_pDevice == nullptr)
             throw std::runtime_error("cannot plug " + strSerial);
         m_pModel = m_pDevice->pModel;
-        m_pModel->SetTiming(uiFrameMs, uiReplyMs);
+        m_pModel->SetTiming(0, 0);
     }
     ~ClVirtualScanner() { Unplug(); }
 

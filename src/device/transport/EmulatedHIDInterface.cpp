@@ -7,7 +7,6 @@
 #include "Exception.h"
 #include "KR9DeviceModel.h"
 #include "KR9EmulatorRegistry.h"
-#include "device/KR9DeviceIds.h"
 
 namespace {
 
@@ -34,8 +33,8 @@ void ClEmulatedHIDInterface::Enumerate(ClHIDDeviceList& devices)
         info.m_iIndex = iIndex++;
         info.m_strPath = plugged.strPath;
         info.m_strName = plugged.pModel->GetSerial();
-        info.m_usVendorId = KR9_USB_VENDOR_ID;
-        info.m_usProductId = KR9_USB_PRODUCT_ID;
+        info.m_usVendorId = plugged.usVendorId;
+        info.m_usProductId = plugged.usProductId;
         devices.push_back(info);
     }
 }
