@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Builds everything and runs all tests (GoogleTest under CTest).
-# With KR9_SANITIZE=address,undefined the build folder defaults to build-asan.
+# With KR9_SANITIZE=address,undefined the build folder defaults to build-asan (thread: build-tsan).
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 if [ -n "${KR9_SANITIZE:-}" ]; then
