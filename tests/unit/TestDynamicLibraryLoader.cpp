@@ -1,0 +1,173 @@
+// Run-time loading against real system libraries, the directory search, and
+// the stopwatch.
+#include <chrono>
+#include <cstdlib>
+#include <dlfcn.h>
+#include <filesystem>
+#include <string>
+#include <thread>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include "Exception.h"
+#include "support/DynamicLibraryLoader.h"
+#include "support/StopWatch.h"
+
+namespace {
+
+typedef double (*PFN_UNARY)(double);
+
+template <typename TOperation>
+ClExDynamicLibraryLoadFail CatchLoadFailure(TOperation operation)
+{
+    try {
+        operation();
+    } catch (const ClExDynamicLibraryLoadFail& ex) {
+        return ex;
+    }
+    ADD_FAILURE() << "no ClExDynamicLibraryLoadFail raised";
+    return ClExDynamicLibraryLoadFail("", "", 0, "Unknown", -1);
+}
+
+bool Contains(const char* pszText, const std::string& strPart)
+{
+    return pszText != nullptr && std::string(pszText).find(strPart) != std::string::npos;
+}
+
+// A scratch directory, removed with everything in it.
+class ClScratchDirectory
+{
+public:
+    ClScratchDirectory()
+    {
+        char szTemplate[] = "/tmp/kr9-loader-XXXXXX";
+        if (mkdtemp(szTemplate) != nullptr)
+            m_path = szTemplate;
+    }
+    ~ClScratchDirectory()
+    {
+        std::error_code error;
+        if (!m_path.empty())
+            std::filesystem::remove_all(m_path, error);
+    }
+    const std::filesystem::path& GetPath() const { return m_path; }
+
+private:
+    std::filesystem::path m_path;
+};
+
+TEST(DynamicLibrary, LoadsASystemLibraryAndResolvesTypedFunctions)
+{
+    ClDynamicLibraryLoader loader;
+    EXPECT_STREQ(loader.GetFileName(), "");
+    loader.Free();    // nothing loaded: nothing happens
+    loader.Load(nullptr, "libm.so.6");
+    ASSERT_TRUE(loader.IsLoaded());
+    EXPECT_STREQ(loader.GetName(), "libm.so.6");
+    EXPECT_STREQ(loader.GetFileName(), "libm.so.6");
+
+    PFN_UNARY pfnCos = nullptr;
+    loader.GetProc("cos", pfnCos);
+    ASSERT_NE(pfnCos, nullptr);
+    EXPECT_DOUBLE_EQ(pfnCos(0.0), 1.0);
+    auto* pfnSqrt = loader.GetProc<double(double)>("sqrt");
+    EXPECT_DOUBLE_EQ(pfnSqrt(9.0), 3.0);
+
+    loader.Free();
+    EXPECT_FALSE(loader.IsLoaded());
+    EXPECT_EQ(loader.GetName(), nullptr);
+    loader.Free();
+
+    // One object holds one library: loading another replaces the first.
+    ClDynamicLibrary library;
+    library.Load("libm.so.6");
+    library.Load("libc.so.6");
+    EXPECT_STREQ(library.GetName(), "libc.so.6");
+    EXPECT_NE(library.GetProc<size_t(const char*)>("strlen"), nullptr);
+}
+
+TEST(DynamicLibrary, FailuresCarryTheirCodeTheNameAndTheSystemsReason)
+{
+    ClDynamicLibraryLoader loader;
+    const ClExDynamicLibraryLoadFail missingLibrary =
+        CatchLoadFailure([&] { loader.Load(nullptr, "libkr9-not-there.so.1"); });
+    EXPECT_EQ(missingLibrary.GetCode(), ZRT_ERROR_FILE_OPEN_FAIL);
+    EXPECT_TRUE(Contains(missingLibrary.GetText(), "\nlibkr9-not-there.so.1")) << missingLibrary.GetText();
+    EXPECT_TRUE(Contains(missingLibrary.GetText(), "cannot open shared object file")) << missingLibrary.GetText();
+    EXPECT_FALSE(loader.IsLoaded());
+
+    // A missing symbol stops at that symbol; what was resolved before stays.
+    loader.Load(nullptr, "libm.so.6");
+    PFN_UNARY pfnCos = nullptr;
+    PFN_UNARY pfnMissing = nullptr;
+    const ClExDynamicLibraryLoadFail missingSymbol = CatchLoadFailure([&] {
+        loader.GetProc("cos", pfnCos);
+        loader.GetProc("kr9_no_such_function", pfnMissing);
+    });
+    EXPECT_EQ(missingSymbol.GetCode(), ZRT_ERROR_UNKNOWN_PARAMETER);
+    EXPECT_TRUE(Contains(missingSymbol.GetText(), "\nkr9_no_such_function")) << missingSymbol.GetText();
+    EXPECT_TRUE(Contains(missingSymbol.GetText(), "undefined symbol")) << missingSymbol.GetText();
+    EXPECT_NE(pfnCos, nullptr);
+    EXPECT_EQ(pfnMissing, nullptr);
+    // The family's classes: a system failure, caught as such by the frames.
+    const ClException& asBase = missingSymbol;
+    EXPECT_NE(dynamic_cast<const ClExSystem*>(&asBase), nullptr);
+
+    // With nothing loaded a symbol of the process (malloc) must not be found either.
+    loader.Free();
+    EXPECT_EQ(CatchLoadFailure([&] { loader.GetSymbol("malloc"); }).GetCode(), ZRT_ERROR_UNKNOWN_PARAMETER);
+    EXPECT_EQ(CatchLoadFailure([&] { loader.Load(nullptr, nullptr); }).GetCode(), ZRT_ERROR_FILE_OPEN_FAIL);
+    EXPECT_FALSE(loader.IsLoaded()) << "a null name must not load the program itself";
+}
+
+TEST(DynamicLibraryLoader, LoadsFromTheGivenDirectoryOrFallsBackToThePlainName)
+{
+    // The real file of libm, to be offered under a name the system cannot find.
+    ClDynamicLibraryLoader system;
+    system.Load(nullptr, "libm.so.6");
+    Dl_info info{};
+    ASSERT_NE(dladdr(reinterpret_cast<void*>(system.GetProc<double(double)>("cos")), &info), 0);
+    const std::string strLibmPath = info.dli_fname;
+
+    ClScratchDirectory scratch;
+    ASSERT_FALSE(scratch.GetPath().empty());
+    const char* pszProbe = "libkr9probe.so";
+    const std::filesystem::path probePath = scratch.GetPath() / pszProbe;
+    ASSERT_EQ(symlink(strLibmPath.c_str(), probePath.c_str()), 0);
+
+    ClDynamicLibraryLoader loader;
+    loader.Load(scratch.GetPath().c_str(), pszProbe);
+    EXPECT_EQ(std::string(loader.GetFileName()), probePath.string());
+    EXPECT_DOUBLE_EQ(loader.GetProc<double(double)>("cos")(0.0), 1.0);
+
+    // Not in the directory: the system's own search gets the name.
+    loader.Load(scratch.GetPath().c_str(), "libm.so.6");
+    EXPECT_STREQ(loader.GetFileName(), "libm.so.6");
+
+    // Found, but the full path does not fit the file name buffer: the plain name
+    // is loaded, which the system does not know.
+    std::filesystem::path deepDirectory = scratch.GetPath();
+    while (deepDirectory.string().size() <= ClDynamicLibraryLoader::kMaxPath)
+        deepDirectory /= std::string(50, 'd');
+    ASSERT_TRUE(std::filesystem::create_directories(deepDirectory));
+    ASSERT_EQ(symlink(strLibmPath.c_str(), (deepDirectory / pszProbe).c_str()), 0);
+    const ClExDynamicLibraryLoadFail tooLong = CatchLoadFailure([&] { loader.Load(deepDirectory.c_str(), pszProbe); });
+    EXPECT_EQ(tooLong.GetCode(), ZRT_ERROR_FILE_OPEN_FAIL);
+    EXPECT_TRUE(Contains(tooLong.GetText(), std::string("\n") + pszProbe)) << tooLong.GetText();
+    EXPECT_FALSE(Contains(tooLong.GetText(), deepDirectory.string()));
+}
+
+TEST(StopWatch, MeasuresSecondsOnAMonotonicCounter)
+{
+    Qvn::CXStopWatch stopWatch;
+    EXPECT_EQ(stopWatch.GetFrequency(), 1000000000);
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    const double dFirst = stopWatch.GetElapsedSeconds();
+    EXPECT_GE(dFirst, 0.020);
+    EXPECT_GE(stopWatch.GetElapsedSeconds(), dFirst);
+    stopWatch.Start();
+    EXPECT_LT(stopWatch.GetElapsedSeconds(), dFirst);
+}
+
+}  // namespace
