@@ -1,0 +1,122 @@
+// ClHistogram: counting, rectangles, signed images, ends and means.
+#include <cmath>
+#include <cstring>
+#include <numeric>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "Exception.h"
+#include "imaging/FpImage.h"
+#include "imaging/Histogram.h"
+
+namespace {
+
+uint64_t BinTotal(const ClHistogram& histogram)
+{
+    return std::accumulate(std::begin(histogram.m_aBins), std::end(histogram.m_aBins), uint64_t(0));
+}
+
+std::string TextOfFailure(ClHistogram& histogram, const ClImage& image, int32_t x0, int32_t y0, int32_t x1, int32_t y1)
+{
+    try {
+        histogram.Create(image, x0, y0, x1, y1);
+    } catch (const ClException& ex) {
+        EXPECT_EQ(ex.GetCode(), ZRT_ERROR_INTERNAL);
+        EXPECT_EQ(BinTotal(histogram), 0u) << "bins are cleared before the checks";
+        return ex.GetText();
+    }
+    return "no failure";
+}
+
+TEST(Histogram, CountsAndMeansOfASmallImage)
+{
+    ClImage image(2, 2);
+    const uint8_t aRows[] = {0, 0, 77, 77, 1, 255, 77, 77};  // 77: row padding, not counted
+    std::memcpy(image.Data(), aRows, sizeof(aRows));
+    ClHistogram histogram;
+    histogram.Create(image);
+    EXPECT_EQ(histogram.m_aBins[0], 2u);
+    EXPECT_EQ(BinTotal(histogram), 4u);
+    EXPECT_EQ(histogram.GetFirstBin(), 0);
+    EXPECT_EQ(histogram.GetLastBin(), 255);
+
+    EXPECT_DOUBLE_EQ(histogram.GetLowerMean(3), 1.0 / 3.0);
+    EXPECT_EQ(histogram.GetUpperMean(1), 255.0);
+    EXPECT_DOUBLE_EQ(histogram.GetUpperMean(3), 256.0 / 3.0);
+    EXPECT_TRUE(std::isnan(histogram.GetLowerMean(0)) && std::isnan(histogram.GetUpperMean(0)));
+    for (bool bUpper : {false, true}) {
+        try {
+            static_cast<void>(bUpper ? histogram.GetUpperMean(5) : histogram.GetLowerMean(5));
+            ADD_FAILURE() << "five of four samples accepted";
+        } catch (const ClException& ex) {
+            EXPECT_EQ(ex.GetCode(), ZRT_ERROR_INVALID_PARAMETER);
+            EXPECT_STREQ(ex.GetText(), "One(or more) parameter(s) is(are) invalid.\nAmount of pixels too high.");
+        }
+    }
+
+    // The outer bins are not looked at by the end searches.
+    image.Fill<unsigned char>(255);
+    histogram.Create(image);
+    EXPECT_EQ(histogram.m_aBins[255], 4u);
+    EXPECT_EQ(BinTotal(histogram), 4u) << "a second Create starts from empty bins";
+    EXPECT_EQ(histogram.GetFirstBin(), 255);
+    image.Fill<unsigned char>(0);
+    histogram.Create(image);
+    EXPECT_EQ(histogram.GetLastBin(), 0);
+}
+
+TEST(Histogram, SignedImagesShiftTheirBinsByHalf)
+{
+    ClImage image;
+    image.Create(ClImage::int8, 5, 3, 1, 0, 0, true);
+    image.Fill<unsigned char>(0xFF);  // -1 everywhere
+    ClHistogram histogram;
+    histogram.Create(image);
+    EXPECT_EQ(histogram.BinOffset(), 128);
+    EXPECT_EQ(histogram.m_aBins[127], 15u);
+    EXPECT_EQ(histogram.GetFirstBin(), -1);
+
+    image.Data()[0] = 0x80;  // -128
+    image.Data()[1] = 0x7F;  // 127
+    histogram.Create(image);
+    EXPECT_EQ(histogram.GetFirstBin(), -128);
+    EXPECT_EQ(histogram.GetLastBin(), 127);
+
+    histogram.Create(ClImage(2, 2));
+    EXPECT_EQ(histogram.BinOffset(), 0);
+}
+
+TEST(Histogram, RectanglesAreCheckedAsGivenAndThenCutToTheImage)
+{
+    ClImage image(10, 10);
+    image.Fill<unsigned char>(1);
+    for (int32_t y = 0; y < 3; ++y)
+        std::memset(image.Data() + y * image.Stride(), 50, 3);
+    ClHistogram histogram;
+    histogram.Create(image, -5, -5, 3, 3);
+    EXPECT_EQ(histogram.m_aBins[50], 9u);
+    EXPECT_EQ(BinTotal(histogram), 9u);
+    histogram.Create(image, 2, 1, 100, 4);
+    EXPECT_EQ(histogram.m_aBins[50], 2u);
+    EXPECT_EQ(BinTotal(histogram), 24u);
+
+    // Ordered corners outside the image pass and count nothing.
+    histogram.Create(image, -9, 0, -1, 10);
+    EXPECT_EQ(BinTotal(histogram), 0u);
+
+    const std::string strRange = "Internal error.\ninvalid Range in ClHistogram::Create.";
+    EXPECT_EQ(TextOfFailure(histogram, image, 3, 0, 3, 5), strRange);
+    EXPECT_EQ(TextOfFailure(histogram, image, 0, 4, 5, 2), strRange);
+    EXPECT_EQ(TextOfFailure(histogram, ClImage(0, 5), 0, 0, 0, 5), strRange);
+    EXPECT_EQ(TextOfFailure(histogram, ClImage(4, 4, 3), 0, 0, 4, 4),
+                 "Internal error.\nColor-image not supported in ClHistogram::Create.");
+
+    // No sample type means no samples: nothing is read.
+    ClImage untyped;
+    untyped.Create(ClImage::unknown, 4, 4, 1, 0, 0, true);
+    histogram.Create(untyped);
+    EXPECT_EQ(BinTotal(histogram), 0u);
+}
+
+}  // namespace
