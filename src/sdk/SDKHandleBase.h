@@ -26,6 +26,9 @@ template <class TObject, class TSDK>
 class TSDKHandleBaseBase
 {
 public:
+    // What a handle record holds: every handle class of the SDK is reached through this interface.
+    using HandleInterface = TSDKHandleBaseBase;
+
     virtual ~TSDKHandleBaseBase() = default;
 
     // Text read by the size protocol: *pnSize is the room on entry and the
@@ -424,7 +427,7 @@ void TSDKHandleBase<TObject, TSDK, TBase>::DestroyHandle(void** phHandle)
         ValidateHandleRecord(hHandle);
         OnBeforeDestroy();
         // The hook may have run for a while: check again right before the record goes.
-        if (ValidateHandleRecord(hHandle) != static_cast<TObject*>(this))
+        if (ValidateHandleRecord(hHandle) != static_cast<TBase*>(this))
             throw ClExQuorvane(ZRT_ERROR_INVALID_HANDLE, KR9_SITE);
         delete this;
         FreeHandleRecord(hHandle);

@@ -36,12 +36,20 @@ void FreeHandleRecord(void* hHandle);
 [[noreturn]] void ThrowHandleReferenceFault();
 
 // TObject derives from TSDKHandleBase; TSDK is the SDK class whose reference count allows issuing.
+// A record holds the object as its handle interface (TObject::HandleInterface),
+// so code that knows only the interface, like the property exports, can use
+// any handle without knowing its class.
 template <class TObject, class TSDK>
 class TpSafeHandle
 {
 public:
+    using Interface = typename TObject::HandleInterface;
+
     static void Create(void** phHandle);
-    static TObject* GetObject(void* hHandle) { return static_cast<TObject*>(ValidateHandleRecord(hHandle)); }
+    static TObject* GetObject(void* hHandle)
+    {
+        return static_cast<TObject*>(static_cast<Interface*>(ValidateHandleRecord(hHandle)));
+    }
     static void Destroy(void** phHandle);
 };
 
@@ -60,7 +68,7 @@ void TpSafeHandle<TObject, TSDK>::Create(void** phHandle)
     StSafeHandleRecord* pRecord = nullptr;
     try {
         pObject = new TObject();
-        pRecord = AllocateHandleRecord(pObject);
+        pRecord = AllocateHandleRecord(static_cast<Interface*>(pObject));
     } catch (const std::bad_alloc&) {
     }
     if (pRecord == nullptr)

@@ -15,13 +15,18 @@
 #include "SafeHandle.h"
 #include "TactiviewKR9.h"
 
+class ClKR9Handle;
+
 namespace {
 
 template <class THandle>
 using THandleBase = TSDKHandleBase<THandle, ClTactiviewKR9, TSDKHandleBaseBase<THandle, ClTactiviewKR9>>;
 
-// A handle with nothing but the parameters every handle has, like the scanner's.
-class ClPlainHandle : public THandleBase<ClPlainHandle>
+// A handle with nothing but the parameters every handle has, like the
+// scanner's, and reached through the scanner's handle interface, exactly as
+// the exported functions reach a handle.
+class ClPlainHandle
+    : public TSDKHandleBase<ClPlainHandle, ClTactiviewKR9, TSDKHandleBaseBase<ClKR9Handle, ClTactiviewKR9>>
 {
 };
 
@@ -60,7 +65,7 @@ public:
     double m_dLimit = 0.25;
 };
 
-using PlainExports = TpPropertyExports<ClPlainHandle>;
+using PlainExports = TpPropertyExports<TSDKHandleBaseBase<ClKR9Handle, ClTactiviewKR9>>;
 
 template <typename TCall>
 int32_t CodeOf(TCall call, std::string* pstrText = nullptr)
