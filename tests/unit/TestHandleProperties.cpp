@@ -1,0 +1,392 @@
+// The property side of a handle, through the bodies of the exported property
+// functions and through the handle's own operations, with handle classes that
+// exist only here.
+#include <cstring>
+#include <regex>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "Exception.h"
+#include "OcqLogging.h"
+#include "PropertyExports.h"
+#include "SDKHandleBase.h"
+#include "SafeHandle.h"
+#include "TactiviewKR9.h"
+
+namespace {
+
+template <class THandle>
+using THandleBase = TSDKHandleBase<THandle, ClTactiviewKR9, TSDKHandleBaseBase<THandle, ClTactiviewKR9>>;
+
+// A handle with nothing but the parameters every handle has, like the scanner's.
+class ClPlainHandle : public THandleBase<ClPlainHandle>
+{
+};
+
+// A handle that publishes settings of every kind.
+class ClSettingsHandle : public THandleBase<ClSettingsHandle>
+{
+public:
+    void AddParameters(ClParameterContainer* pContainer) override
+    {
+        auto* pWidth = pContainer->CreateParameter<TpParameterNumeric<int>>("nWidth");
+        pWidth->Bind(&m_nWidth, kParameterIn | kParameterOut | kParameterRangeCheck);
+        pWidth->SetRange(1, 15);
+        auto* pGain = pContainer->CreateParameter<TpParameterNumeric<double>>("dGain");
+        pGain->Bind(&m_dGain, kParameterIn | kParameterOut);
+        pGain->SetMinimum(0.5);
+        pGain->SetMaximum(4.0);
+        auto* pMode = pContainer->CreateParameter<TpParameterEnumPointer<long>>("Mode");
+        pMode->Bind(&m_nMode, kParameterIn | kParameterOut);
+        pMode->AddEntry(0, "slow");
+        pMode->AddEntry(5, "fast");
+        auto* pFlagless = pContainer->CreateParameter<TpParameterEnumPointer<long>>("Flagless");
+        pFlagless->Bind(&m_nFlagless, kParameterIn | kParameterOut);
+        auto* pFilter = pContainer->CreateParameter<ClParameterContainer>("Filter");
+        pFilter->CreateParameter<ClParameterContainer>("Empty");
+        auto* pSize = pFilter->CreateParameter<TpParameterNumeric<long>>("nSize");
+        pSize->Bind(&m_nSize, kParameterOut);
+        auto* pLimit = pFilter->CreateParameter<TpParameterNumeric<double>>("dLimit");
+        pLimit->Bind(&m_dLimit, kParameterOut);
+    }
+
+    int m_nWidth = 3;
+    double m_dGain = 1.5;
+    long m_nMode = 5;
+    long m_nFlagless = 0;
+    long m_nSize = 9;
+    double m_dLimit = 0.25;
+};
+
+using PlainExports = TpPropertyExports<ClPlainHandle>;
+
+template <typename TCall>
+int32_t CodeOf(TCall call, std::string* pstrText = nullptr)
+{
+    try {
+        call();
+    } catch (const ClException& ex) {
+        if (pstrText != nullptr)
+            *pstrText = ex.GetText() != nullptr ? ex.GetText() : "";
+        return ex.GetCode();
+    }
+    return 0;
+}
+
+class HandleProperties : public testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        ClTactiviewKR9::Acquire();
+        TpSafeHandle<ClPlainHandle, ClTactiviewKR9>::Create(&m_hPlain);
+        TpSafeHandle<ClSettingsHandle, ClTactiviewKR9>::Create(&m_hSettings);
+        m_pSettings = TpSafeHandle<ClSettingsHandle, ClTactiviewKR9>::GetObject(m_hSettings);
+    }
+    void TearDown() override
+    {
+        TpSafeHandle<ClPlainHandle, ClTactiviewKR9>::Destroy(&m_hPlain);
+        TpSafeHandle<ClSettingsHandle, ClTactiviewKR9>::Destroy(&m_hSettings);
+        ClTactiviewKR9::Release();
+    }
+
+    // The listing of parameter names, or of enumeration entries, to its end.
+    template <typename TFirst, typename TNext>
+    static std::vector<std::string> ListAll(TFirst first, TNext next)
+    {
+        std::vector<std::string> names;
+        char szName[64];
+        size_t nSize = sizeof(szName);
+        first(szName, &nSize);
+        names.push_back(szName);
+        for (;;) {
+            nSize = sizeof(szName);
+            if (CodeOf([&] { next(szName, &nSize); }) != 0)
+                break;
+            names.push_back(szName);
+        }
+        return names;
+    }
+
+    void* m_hPlain = nullptr;
+    void* m_hSettings = nullptr;
+    ClSettingsHandle* m_pSettings = nullptr;
+};
+
+TEST_F(HandleProperties, VersionGivesTheResultsOfTheInterface)
+{
+    char szValue[32] = {};
+    uint64_t nSize = sizeof(szValue);
+    EXPECT_EQ(PlainExports::GetPropertyA("TV_KR9GetPropertyA", m_hPlain, "Version", szValue, &nSize), 0);
+    EXPECT_STREQ(szValue, "1.0.1.1751");
+    EXPECT_EQ(nSize, 11u);
+    nSize = 11;
+    EXPECT_EQ(PlainExports::GetPropertyA("TV_KR9GetPropertyA", m_hPlain, "VERSION", szValue, &nSize), 0)
+        << "exactly the room needed, and the name in any case";
+
+    // Too small: -21, the size needed, and an emptied buffer if it has two bytes or more.
+    strcpy(szValue, "zzzz");
+    nSize = 5;
+    EXPECT_EQ(PlainExports::GetPropertyA("TV_KR9GetPropertyA", m_hPlain, "Version", szValue, &nSize),
+              ZRT_ERROR_TEMPLATE_SIZE);
+    EXPECT_EQ(nSize, 11u);
+    EXPECT_STREQ(szValue, "");
+    strcpy(szValue, "zzzz");
+    nSize = 1;
+    EXPECT_EQ(PlainExports::GetPropertyA("TV_KR9GetPropertyA", m_hPlain, "Version", szValue, &nSize),
+              ZRT_ERROR_TEMPLATE_SIZE);
+    EXPECT_EQ(nSize, 11u);
+    EXPECT_STREQ(szValue, "zzzz") << "a one-byte buffer is not touched";
+
+    nSize = 0;
+    EXPECT_EQ(PlainExports::GetPropertyA("TV_KR9GetPropertyA", m_hPlain, "Version", nullptr, &nSize),
+              ZRT_ERROR_TEMPLATE_SIZE) << "the size query";
+    EXPECT_EQ(nSize, 11u);
+    EXPECT_EQ(PlainExports::GetPropertyA("TV_KR9GetPropertyA", m_hPlain, "Version", nullptr, &nSize),
+              ZRT_ERROR_BAD_POINTER) << "enough room but no buffer";
+    EXPECT_EQ(PlainExports::GetPropertyA("TV_KR9GetPropertyA", m_hPlain, "Version", szValue, nullptr),
+              ZRT_ERROR_TEMPLATE_SIZE_PTR);
+
+    // Read-only, and not an integer.
+    EXPECT_EQ(PlainExports::SetPropertyA("TV_KR9SetPropertyA", m_hPlain, "Version", "2.0"),
+              ZRT_ERROR_PARAM_IS_READONLY);
+    TV_KR9Long nValue = 123;
+    EXPECT_EQ(PlainExports::GetPropertyLongA("TV_KR9GetPropertyLongA", m_hPlain, "Version", &nValue),
+              ZRT_ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(nValue, 123);
+    EXPECT_EQ(PlainExports::SetPropertyLongA("TV_KR9SetPropertyLongA", m_hPlain, "Version", 2),
+              ZRT_ERROR_INVALID_PARAMETER);
+    nSize = sizeof(szValue);
+    EXPECT_EQ(PlainExports::GetPropertyA("TV_KR9GetPropertyA", m_hPlain, "Version", szValue, &nSize), 0);
+    EXPECT_STREQ(szValue, "1.0.1.1751") << "the refused writes changed nothing";
+}
+
+TEST_F(HandleProperties, UnknownNamesNullNamesAndBadHandles)
+{
+    char szValue[16] = "keep";
+    uint64_t nSize = sizeof(szValue);
+    TV_KR9Long nValue = 0;
+    for (const char* pszName : {"Serial", "Versio", "Version2", ""}) {
+        SCOPED_TRACE(pszName);
+        EXPECT_EQ(PlainExports::SetPropertyA("TV_KR9SetPropertyA", m_hPlain, pszName, "1"),
+                  ZRT_ERROR_PARAM_IS_UNKNOWN);
+        EXPECT_EQ(PlainExports::GetPropertyLongA("TV_KR9GetPropertyLongA", m_hPlain, pszName, &nValue),
+                  ZRT_ERROR_PARAM_IS_UNKNOWN);
+    }
+    // A leaf ends a path, and "." is the root container: both exist.
+    EXPECT_EQ(PlainExports::SetPropertyA("TV_KR9SetPropertyA", m_hPlain, "Version.x.y", "1"),
+              ZRT_ERROR_PARAM_IS_READONLY);
+    EXPECT_EQ(PlainExports::SetPropertyA("TV_KR9SetPropertyA", m_hPlain, ".", "1"), ZRT_ERROR_PARAM_IS_READONLY);
+    EXPECT_EQ(PlainExports::GetPropertyLongA("TV_KR9GetPropertyLongA", m_hPlain, ".", &nValue),
+              ZRT_ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(PlainExports::GetPropertyA("TV_KR9GetPropertyA", m_hPlain, "Serial", szValue, &nSize),
+              ZRT_ERROR_PARAM_IS_UNKNOWN);
+    EXPECT_STREQ(szValue, "") << "a failing read leaves the empty text";
+    EXPECT_EQ(nSize, sizeof(szValue)) << "an unknown name answers no size";
+    EXPECT_EQ(PlainExports::SetPropertyLongA("TV_KR9SetPropertyLongA", m_hPlain, "Serial", 1),
+              ZRT_ERROR_PARAM_IS_UNKNOWN);
+
+    EXPECT_EQ(PlainExports::GetPropertyA("TV_KR9GetPropertyA", m_hPlain, nullptr, szValue, &nSize),
+              ZRT_ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(PlainExports::SetPropertyA("TV_KR9SetPropertyA", m_hPlain, nullptr, "1"),
+              ZRT_ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(PlainExports::GetPropertyLongA("TV_KR9GetPropertyLongA", m_hPlain, nullptr, &nValue),
+              ZRT_ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(PlainExports::SetPropertyLongA("TV_KR9SetPropertyLongA", m_hPlain, nullptr, 1),
+              ZRT_ERROR_INVALID_PARAMETER);
+
+    char szGarbage[64] = "not a handle";
+    EXPECT_EQ(PlainExports::GetPropertyA("TV_KR9GetPropertyA", nullptr, "Version", szValue, &nSize),
+              ZRT_ERROR_NO_HANDLE);
+    EXPECT_EQ(PlainExports::SetPropertyA("TV_KR9SetPropertyA", szGarbage, "Version", "1"),
+              ZRT_ERROR_INVALID_HANDLE);
+    EXPECT_EQ(PlainExports::SetPropertyLongA("TV_KR9SetPropertyLongA", szGarbage, "Version", 1),
+              ZRT_ERROR_INVALID_HANDLE);
+    EXPECT_EQ(PlainExports::GetPropertyLongA("TV_KR9GetPropertyLongA", nullptr, "Version", &nValue),
+              ZRT_ERROR_NO_HANDLE);
+}
+
+TEST_F(HandleProperties, FrameLogsTheCallWithItsArguments)
+{
+    setenv("QUORVANE_SDK_LOG", "1", 1);
+    ConfigureLoggingFromEnvironment();
+    testing::internal::CaptureStdout();
+    uint64_t nSize = 1;
+    char szValue[1] = {};
+    PlainExports::GetPropertyA("TV_KR9GetPropertyA", m_hPlain, "Version", szValue, &nSize);
+    PlainExports::SetPropertyLongA("TV_KR9SetPropertyLongA", m_hPlain, "Version", -7);
+    const std::string strLog = testing::internal::GetCapturedStdout();
+    unsetenv("QUORVANE_SDK_LOG");
+    ConfigureLoggingFromEnvironment();
+
+    EXPECT_TRUE(std::regex_search(strLog, std::regex(R"(\[Debug\] - TV_KR9GetPropertyA\(0x[0-9a-f]+, 0x[0-9a-f]+, )"
+                                                      R"(0x[0-9a-f]+, 0x[0-9a-f]+\) Enter)")))
+        << strLog;
+    EXPECT_NE(strLog.find(") Error(-21): The size of the finger template is not valid."), std::string::npos);
+    EXPECT_TRUE(std::regex_search(strLog, std::regex(R"(TV_KR9SetPropertyLongA\(0x[0-9a-f]+, 0x[0-9a-f]+, -7\) )"
+                                                      R"(Error\(-44\))")))
+        << strLog;
+}
+
+TEST_F(HandleProperties, NumbersAndEnumerationsByTextAndByInteger)
+{
+    ClSettingsHandle& handle = *m_pSettings;
+    int32_t nValue = 0;
+    handle.GetParameterLong("nWidth", &nValue);
+    EXPECT_EQ(nValue, 3);
+    handle.SetParameterLong("NWIDTH", 15);
+    EXPECT_EQ(handle.m_nWidth, 15);
+    handle.SetParameterString("nWidth", "0x0a");
+    EXPECT_EQ(handle.m_nWidth, 10);
+
+    std::string strText;
+    EXPECT_EQ(CodeOf([&] { handle.SetParameterLong("nWidth", 16); }, &strText), ZRT_ERROR_PARAM_OUT_OF_RANGE);
+    EXPECT_NE(strText.find("Value out of range for parameter \"nWidth\""), std::string::npos);
+    EXPECT_EQ(CodeOf([&] { handle.SetParameterString("nWidth", "7 "); }), ZRT_ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(CodeOf([&] { handle.SetParameterString("nWidth", nullptr); }), ZRT_ERROR_TEMPLATE_PTR);
+    EXPECT_EQ(handle.m_nWidth, 10);
+
+    // Floating parameters are no integers; read-only is tested behind the kind.
+    EXPECT_EQ(CodeOf([&] { handle.GetParameterLong("dGain", &nValue); }), ZRT_ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(CodeOf([&] { handle.SetParameterLong("Filter.dLimit", 1); }), ZRT_ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(CodeOf([&] { handle.SetParameterLong("Filter.nSize", 1); }), ZRT_ERROR_PARAM_IS_READONLY);
+    EXPECT_EQ(CodeOf([&] { handle.SetParameterString("Filter.nSize", "1"); }), ZRT_ERROR_PARAM_IS_READONLY);
+    EXPECT_EQ(handle.m_nSize, 9);
+    handle.GetParameterLong(".Filter.nSize", &nValue);
+    EXPECT_EQ(nValue, 9);
+    EXPECT_EQ(CodeOf([&] { handle.GetParameterLong("nWidth", nullptr); }), ZRT_ERROR_BAD_POINTER);
+
+    double dValue = 0.0;
+    handle.GetParameterDouble("dGain", &dValue);
+    EXPECT_EQ(dValue, 1.5);
+    handle.SetParameterDouble("dGain", 2.25);
+    EXPECT_EQ(handle.m_dGain, 2.25);
+    EXPECT_EQ(CodeOf([&] { handle.SetParameterDouble("nWidth", 2.0); }), ZRT_ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(CodeOf([&] { handle.SetParameterDouble("Filter.dLimit", 2.0); }), ZRT_ERROR_PARAM_IS_READONLY);
+    char szText[16];
+    size_t nSize = sizeof(szText);
+    handle.GetParameterString("dGain", szText, &nSize);
+    EXPECT_STREQ(szText, "2.25");
+
+    handle.GetParameterLong("Mode", &nValue);
+    EXPECT_EQ(nValue, 5);
+    handle.SetParameterString("Mode", "SLOW");
+    EXPECT_EQ(handle.m_nMode, 0);
+    handle.SetParameterLong("Mode", 5);
+    nSize = sizeof(szText);
+    handle.GetParameterString("Mode", szText, &nSize);
+    EXPECT_STREQ(szText, "fast");
+    EXPECT_EQ(CodeOf([&] { handle.SetParameterLong("Mode", 2); }), ZRT_ERROR_PARAM_OUT_OF_RANGE);
+    EXPECT_EQ(handle.m_nMode, 5);
+    EXPECT_EQ(CodeOf([&] { handle.GetParameterLong("Flagless", &nValue); }), ZRT_ERROR_INVALID_PARAMETER)
+        << "an enumeration without entries has no integer view";
+
+    // A container reads as the empty text and cannot be written.
+    nSize = sizeof(szText);
+    handle.GetParameterString("Filter", szText, &nSize);
+    EXPECT_EQ(nSize, 1u);
+    EXPECT_EQ(CodeOf([&] { handle.SetParameterString("Filter", "x"); }), ZRT_ERROR_PARAM_IS_READONLY);
+}
+
+TEST_F(HandleProperties, KindAccessAndRangeQueries)
+{
+    ClSettingsHandle& handle = *m_pSettings;
+    uint32_t uiType = 99;
+    handle.GetParameterType("nWidth", &uiType);
+    EXPECT_EQ(uiType, 0u);
+    handle.GetParameterType("dGain", &uiType);
+    EXPECT_EQ(uiType, 1u);
+    handle.GetParameterType("Mode", &uiType);
+    EXPECT_EQ(uiType, 2u);
+    handle.GetParameterType("Version", &uiType);
+    EXPECT_EQ(uiType, 2u);
+    EXPECT_EQ(CodeOf([&] { handle.GetParameterType("Mode", nullptr); }), ZRT_ERROR_TEMPLATE_PTR_NULL);
+
+    uint32_t uiAccess = 0;
+    handle.GetParameterAccess("nWidth", &uiAccess);
+    EXPECT_EQ(uiAccess, 3u) << "the range-check bit is no access bit";
+    handle.GetParameterAccess("Version", &uiAccess);
+    EXPECT_EQ(uiAccess, 2u);
+    handle.GetParameterAccess("Filter", &uiAccess);
+    EXPECT_EQ(uiAccess, 0u);
+
+    int32_t nMinimum = 0;
+    int32_t nMaximum = 0;
+    handle.GetParameterRangeLong("nWidth", &nMinimum, &nMaximum);
+    EXPECT_EQ(nMinimum, 1);
+    EXPECT_EQ(nMaximum, 15);
+    nMaximum = 0;
+    handle.GetParameterRangeLong("nWidth", nullptr, &nMaximum);
+    EXPECT_EQ(nMaximum, 15);
+    EXPECT_EQ(CodeOf([&] { handle.GetParameterRangeLong("nWidth", nullptr, nullptr); }), ZRT_ERROR_TEMPLATE_PTR_NULL);
+    EXPECT_EQ(CodeOf([&] { handle.GetParameterRangeLong("Filter.nSize", &nMinimum, &nMaximum); }),
+              ZRT_ERROR_UNSUPPORTED_FEATURE) << "no range";
+    EXPECT_EQ(CodeOf([&] { handle.GetParameterRangeLong("dGain", &nMinimum, &nMaximum); }),
+              ZRT_ERROR_INVALID_PARAMETER);
+    double dMinimum = 0.0;
+    double dMaximum = 0.0;
+    handle.GetParameterRangeDouble("dGain", &dMinimum, &dMaximum);
+    EXPECT_EQ(dMinimum, 0.5);
+    EXPECT_EQ(dMaximum, 4.0);
+    EXPECT_EQ(CodeOf([&] { handle.GetParameterRangeDouble("nWidth", &dMinimum, &dMaximum); }),
+              ZRT_ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(CodeOf([&] { handle.GetParameterRangeDouble("Mode", &dMinimum, &dMaximum); }),
+              ZRT_ERROR_UNSUPPORTED_FEATURE);
+
+    // No parameter of this handle holds a block of bytes.
+    char aData[4];
+    size_t nSize = sizeof(aData);
+    EXPECT_EQ(CodeOf([&] { handle.GetParameterBinary("Version", aData, &nSize); }), ZRT_ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(CodeOf([&] { handle.GetParameterBinary("Version", aData, nullptr); }), ZRT_ERROR_TEMPLATE_SIZE_PTR);
+    EXPECT_EQ(CodeOf([&] { handle.SetParameterBinary("Version", aData, 4); }), ZRT_ERROR_INVALID_PARAMETER);
+}
+
+TEST_F(HandleProperties, ListingNamesAndEnumerationEntries)
+{
+    ClSettingsHandle& handle = *m_pSettings;
+    char szName[64];
+    size_t nSize = sizeof(szName);
+    std::string strText;
+    EXPECT_EQ(CodeOf([&] { handle.GetNextParameterName(szName, &nSize); }, &strText), ZRT_ERROR_INVALID_STATE);
+    EXPECT_NE(strText.find("The Enumeration is not initialized."), std::string::npos);
+
+    const auto names = ListAll([&](char* p, size_t* n) { handle.GetFirstParameterName(p, n); },
+                               [&](char* p, size_t* n) { handle.GetNextParameterName(p, n); });
+    EXPECT_EQ(names, (std::vector<std::string>{"Version", "nWidth", "dGain", "Mode", "Flagless", "Filter.nSize",
+                                               "Filter.dLimit"}));
+
+    // A size query does not move the listing on.
+    handle.GetFirstParameterName(szName, &nSize);
+    nSize = 0;
+    EXPECT_EQ(CodeOf([&] { handle.GetNextParameterName(nullptr, &nSize); }), ZRT_ERROR_TEMPLATE_SIZE);
+    EXPECT_EQ(nSize, strlen("nWidth") + 1);
+    handle.GetNextParameterName(szName, &nSize);
+    EXPECT_STREQ(szName, "nWidth");
+    EXPECT_EQ(CodeOf([&] { handle.GetNextParameterName(szName, nullptr); }), ZRT_ERROR_TEMPLATE_SIZE_PTR);
+
+    // Dropping the tree ends the listing.
+    handle.ResetParameters();
+    nSize = sizeof(szName);
+    EXPECT_EQ(CodeOf([&] { handle.GetNextParameterName(szName, &nSize); }, &strText), ZRT_ERROR_INVALID_STATE);
+    EXPECT_NE(strText.find("not initialized"), std::string::npos);
+
+    const auto entries = ListAll([&](char* p, size_t* n) { handle.GetFirstEnumEntry("mode", p, n); },
+                                 [&](char* p, size_t* n) { handle.GetNextEnumEntry(p, n); });
+    EXPECT_EQ(entries, (std::vector<std::string>{"slow", "fast"}));
+    nSize = sizeof(szName);
+    EXPECT_EQ(CodeOf([&] { handle.GetNextEnumEntry(szName, &nSize); }), ZRT_ERROR_INVALID_STATE);
+    EXPECT_EQ(CodeOf([&] { handle.GetFirstEnumEntry("nWidth", szName, &nSize); }), ZRT_ERROR_UNSUPPORTED_FEATURE);
+    EXPECT_EQ(CodeOf([&] { handle.GetFirstEnumEntry("Flagless", szName, &nSize); }), ZRT_ERROR_UNSUPPORTED_FEATURE);
+    EXPECT_EQ(CodeOf([&] { handle.GetFirstEnumEntry("nothing", szName, &nSize); }), ZRT_ERROR_PARAM_IS_UNKNOWN);
+
+    // The plain handle lists its one property.
+    ClPlainHandle* pPlain = TpSafeHandle<ClPlainHandle, ClTactiviewKR9>::GetObject(m_hPlain);
+    nSize = sizeof(szName);
+    pPlain->GetFirstParameterName(szName, &nSize);
+    EXPECT_STREQ(szName, "Version");
+    EXPECT_EQ(CodeOf([&] { pPlain->GetNextParameterName(szName, &nSize); }), ZRT_ERROR_INVALID_STATE);
+}
+
+}  // namespace

@@ -1,0 +1,533 @@
+// Parameters bound to variables: text and number conversions, limits and
+// ranges, stored values, enumerations and string buffers.
+#include <cmath>
+#include <cstring>
+#include <memory>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "Exception.h"
+#include "params/ParameterContainer.h"
+#include "params/TypedParameter.h"
+
+namespace {
+
+struct StFailure
+{
+    int32_t nCode = 0;
+    std::string strText;
+};
+
+template <typename TCall>
+StFailure FailureOf(TCall call)
+{
+    StFailure failure;
+    try {
+        call();
+    } catch (const ClException& ex) {
+        failure.nCode = ex.GetCode();
+        failure.strText = ex.GetText() != nullptr ? ex.GetText() : "";
+    }
+    return failure;
+}
+
+bool Contains(const std::string& strText, const std::string& strPart)
+{
+    return strText.find(strPart) != std::string::npos;
+}
+
+// The live value as text, through a buffer large enough for any number.
+std::string TextOf(const ClParameter& parameter)
+{
+    char szText[128];
+    size_t nSize = sizeof(szText);
+    EXPECT_TRUE(parameter.GetAsString(szText, &nSize));
+    return szText;
+}
+
+std::string StoredTextOf(const ClParameter& parameter)
+{
+    char szText[128];
+    size_t nSize = sizeof(szText);
+    EXPECT_TRUE(parameter.GetStoredAsString(szText, &nSize));
+    return szText;
+}
+
+TEST(Parameter, NamesAreCopiedAndComparedWithoutAsciiCase)
+{
+    TpParameterNumeric<int> parameter;
+    std::string strName = "Version";
+    parameter.SetName(strName.c_str());
+    strName[0] = 'X';
+    EXPECT_STREQ(parameter.GetName(), "Version") << "the name is a copy";
+    parameter.SetName(parameter.GetName());  // renaming to itself must not read freed memory
+    EXPECT_STREQ(parameter.GetName(), "Version");
+
+    EXPECT_TRUE(ParameterNamesEqual("VERSION", "version"));
+    EXPECT_FALSE(ParameterNamesEqual("Version", "Versio"));
+    EXPECT_FALSE(ParameterNamesEqual("\xC4", "\xE4")) << "only ASCII letters fold";
+    EXPECT_FALSE(ParameterNamesEqual(nullptr, nullptr)) << "an unnamed parameter is never found";
+
+    parameter.SetName(nullptr);
+    EXPECT_EQ(parameter.GetName(), nullptr);
+}
+
+TEST(Parameter, TextToNumberFollowsTheHexadecimalMarkAndRefusesJunk)
+{
+    long nValue = 7;
+    TpParameterNumeric<long> parameter;
+    parameter.SetName("nWidth");
+    parameter.Bind(&nValue, kParameterIn | kParameterOut);
+
+    for (const char* pszText : {"0x10", "x10", "junkX10", "0X10"}) {
+        nValue = 0;
+        parameter.SetFromString(pszText);
+        EXPECT_EQ(nValue, 16) << pszText;
+    }
+    parameter.SetFromString("0xFFFFFFFF");
+    EXPECT_EQ(nValue, 2147483647) << "the hexadecimal reading saturates at 32 bits";
+    parameter.SetFromString("1e3");
+    EXPECT_EQ(nValue, 1) << "a valid double, then the base-10 integer at its start";
+    parameter.SetFromString("-12");
+    EXPECT_EQ(nValue, -12);
+
+    nValue = 5;
+    for (const char* pszText : {"12abc", "12 ", "0x1G", "inf", "1e999"}) {
+        const StFailure failure = FailureOf([&] { parameter.SetFromString(pszText); });
+        EXPECT_EQ(failure.nCode, ZRT_ERROR_INVALID_PARAMETER) << pszText;
+        EXPECT_TRUE(Contains(failure.strText,
+                             std::string("Failed to set parameter \"nWidth\" to value \"") + pszText + "\""))
+            << failure.strText;
+        EXPECT_EQ(nValue, 5) << "a refused text leaves the value as it was";
+    }
+
+    const StFailure nullText = FailureOf([&] { parameter.SetFromString(nullptr); });
+    EXPECT_EQ(nullText.nCode, ZRT_ERROR_TEMPLATE_PTR);
+    EXPECT_TRUE(Contains(nullText.strText, "value string is NULL pointer!"));
+
+    const StFailure tooLarge = FailureOf([&] { parameter.SetFromString("4294967296"); });
+    EXPECT_EQ(tooLarge.nCode, ZRT_ERROR_PARAM_OUT_OF_RANGE);
+    EXPECT_TRUE(Contains(tooLarge.strText, "Value out of range for parameter \"nWidth\""));
+    EXPECT_EQ(FailureOf([&] { parameter.SetFromString("-2147483649"); }).nCode, ZRT_ERROR_PARAM_OUT_OF_RANGE);
+    EXPECT_EQ(nValue, 5);
+}
+
+TEST(Parameter, LimitsOfTheTypeHoldOnEveryWritePath)
+{
+    unsigned char nByte = 9;
+    TpParameterNumeric<unsigned char> parameter;
+    parameter.Bind(&nByte, kParameterIn);
+
+    EXPECT_EQ(FailureOf([&] { parameter.SetFromString("256"); }).nCode, ZRT_ERROR_PARAM_OUT_OF_RANGE);
+    EXPECT_EQ(FailureOf([&] { parameter.SetFromString("-1"); }).nCode, ZRT_ERROR_PARAM_OUT_OF_RANGE);
+    EXPECT_EQ(FailureOf([&] { parameter.SetValue(256.0); }).nCode, ZRT_ERROR_PARAM_OUT_OF_RANGE);
+    EXPECT_EQ(FailureOf([&] { parameter.SetValue(-1.0); }).nCode, ZRT_ERROR_PARAM_OUT_OF_RANGE);
+    EXPECT_EQ(FailureOf([&] { parameter.SetValue(std::nan("")); }).nCode, ZRT_ERROR_PARAM_OUT_OF_RANGE);
+    EXPECT_EQ(FailureOf([&] { parameter.SetValueLong(256); }).nCode, ZRT_ERROR_PARAM_OUT_OF_RANGE);
+    EXPECT_EQ(FailureOf([&] { parameter.SetValueLong(-1); }).nCode, ZRT_ERROR_PARAM_OUT_OF_RANGE);
+    EXPECT_EQ(FailureOf([&] { parameter.SetStored(300.0); }).nCode, ZRT_ERROR_PARAM_OUT_OF_RANGE);
+    EXPECT_EQ(nByte, 9);
+    EXPECT_EQ(parameter.GetStoredValue(), 9);
+
+    parameter.SetValue(254.9);
+    EXPECT_EQ(nByte, 254) << "doubles truncate toward zero";
+    parameter.SetFromString("255");
+    EXPECT_EQ(nByte, 255);
+
+    int nInteger = 0;
+    TpParameterNumeric<int> integer;
+    integer.Bind(&nInteger, kParameterIn);
+    integer.SetValue(-3.9);
+    EXPECT_EQ(nInteger, -3);
+    EXPECT_EQ(FailureOf([&] { integer.SetValue(2147483648.0); }).nCode, ZRT_ERROR_PARAM_OUT_OF_RANGE);
+
+    double dValue = 0.0;
+    TpParameterNumeric<double> floating;
+    floating.Bind(&dValue, kParameterIn);
+    floating.SetValue(1e300);
+    EXPECT_EQ(dValue, 1e300) << "a double has no limits";
+}
+
+TEST(Parameter, RangeIsInformationUnlessClampOrRangeCheckIsSet)
+{
+    int nValue = 5;
+    TpParameterNumeric<int> parameter;
+    parameter.Bind(&nValue, kParameterIn | kParameterOut);
+    parameter.SetRange(0, 10);
+    EXPECT_TRUE(parameter.HasRange());
+
+    parameter.SetValueLong(20);
+    EXPECT_EQ(nValue, 20) << "without flags the range does not limit";
+    EXPECT_FALSE(parameter.IsCurrentAllowed());
+
+    parameter.SetFlags(kParameterIn | kParameterClamp);
+    parameter.SetFromString("20");
+    EXPECT_EQ(nValue, 10);
+    parameter.SetValue(-4.0);
+    EXPECT_EQ(nValue, 0);
+
+    parameter.SetFlags(kParameterIn | kParameterRangeCheck);
+    nValue = 3;
+    EXPECT_EQ(FailureOf([&] { parameter.SetValueLong(11); }).nCode, ZRT_ERROR_PARAM_OUT_OF_RANGE);
+    EXPECT_EQ(nValue, 3);
+    parameter.SetValueLong(10);
+    EXPECT_EQ(nValue, 10) << "the ends belong to the range";
+
+    parameter.SetFlags(kParameterIn | kParameterClamp | kParameterRangeCheck);
+    parameter.SetValueLong(99);
+    EXPECT_EQ(nValue, 10) << "the clamp comes before the check";
+
+    parameter.SetFlags(kParameterIn | kParameterRangeCheck);
+    parameter.SetRange(4, 4);
+    EXPECT_FALSE(parameter.HasRange());
+    parameter.SetValueLong(-50);
+    EXPECT_EQ(nValue, -50) << "equal ends are no range at all";
+
+    parameter.SetRange(0, 10);
+    EXPECT_TRUE(parameter.IsAllowed(10.0));
+    EXPECT_FALSE(parameter.IsAllowed(1e12)) << "beyond the type is never allowed";
+
+    double dValue = 0.0;
+    TpParameterNumeric<double> floating;
+    floating.Bind(&dValue, kParameterIn | kParameterRangeCheck);
+    floating.SetMinimum(0.0);
+    floating.SetMaximum(1.0);
+    EXPECT_EQ(FailureOf([&] { floating.SetFromString("nan"); }).nCode, ZRT_ERROR_PARAM_OUT_OF_RANGE)
+        << "NaN lies in no range";
+}
+
+TEST(Parameter, NumbersToTextTrimZerosOnlyForTheLiveValue)
+{
+    double dValue = 2.5;
+    TpParameterNumeric<double> parameter;
+    parameter.Bind(&dValue, kParameterIn | kParameterOut);
+    EXPECT_EQ(TextOf(parameter), "2.5");
+    EXPECT_EQ(StoredTextOf(parameter), "2.500000");
+    dValue = 100.0;
+    EXPECT_EQ(TextOf(parameter), "100.0") << "one zero stays behind the point";
+    dValue = -0.125;
+    EXPECT_EQ(TextOf(parameter), "-0.125");
+
+    // A "*" takes the precision; the value then prints as a double.
+    parameter.SetFormat("%.*f");
+    parameter.SetPrecision(2);
+    dValue = 3.14159;
+    EXPECT_EQ(TextOf(parameter), "3.14");
+
+    // Size protocol: the room needed is that of the untrimmed print.
+    parameter.SetFormat("%f");
+    dValue = 2.5;
+    char szSmall[4] = "abc";
+    size_t nSize = sizeof(szSmall);
+    EXPECT_FALSE(parameter.GetAsString(szSmall, &nSize));
+    EXPECT_EQ(nSize, strlen("2.500000") + 1);
+    EXPECT_STREQ(szSmall, "abc") << "nothing is written into a buffer that is too small";
+    nSize = 100;
+    EXPECT_TRUE(parameter.GetAsString(nullptr, &nSize));
+    EXPECT_EQ(nSize, 9u);
+    nSize = 3;
+    EXPECT_FALSE(parameter.GetAsString(nullptr, &nSize)) << "a size query with too little room";
+
+    int nInteger = 1000;
+    TpParameterNumeric<int> integer;
+    integer.Bind(&nInteger, kParameterOut);
+    EXPECT_EQ(TextOf(integer), "1000") << "no point, no trimming";
+    unsigned char nByte = 200;
+    TpParameterNumeric<unsigned char> byte;
+    byte.Bind(&nByte, kParameterOut);
+    EXPECT_EQ(TextOf(byte), "200");
+}
+
+TEST(Parameter, StoredValueSwapsRestoresAndComparesWithTheLiveOne)
+{
+    int nLive = 1;
+    TpParameterNumeric<int> parameter;
+    parameter.Bind(&nLive, kParameterIn | kParameterOut);
+    EXPECT_EQ(parameter.GetStoredValue(), 1) << "binding stores the present value";
+    EXPECT_TRUE(parameter.IsStoredEqual());
+
+    nLive = 2;
+    EXPECT_FALSE(parameter.IsStoredEqual());
+    parameter.SwapStored();
+    EXPECT_EQ(nLive, 1);
+    EXPECT_EQ(parameter.GetStoredValue(), 2);
+    parameter.RestoreStored();
+    EXPECT_EQ(nLive, 2);
+
+    int nOther = 40;
+    TpParameterNumeric<int> other;
+    other.Bind(&nOther, kParameterIn | kParameterOut);
+    other.SetStoredValue(41);
+    parameter.StoreValueOf(other);
+    EXPECT_EQ(parameter.GetStoredValue(), 40);
+    parameter.CopyStoredFrom(other);
+    EXPECT_EQ(parameter.GetStoredValue(), 41);
+    parameter.AssignStoredFrom(other);
+    EXPECT_EQ(nLive, 41);
+    parameter.AssignValueFrom(other, false);
+    EXPECT_EQ(nLive, 40);
+
+    // A parameter of another type on the other side is refused, not misread.
+    double dOther = 0.0;
+    TpParameterNumeric<double> mismatched;
+    mismatched.Bind(&dOther, kParameterIn);
+    EXPECT_EQ(FailureOf([&] { parameter.CopyStoredFrom(mismatched); }).nCode, ZRT_ERROR_BAD_POINTER);
+
+    // A parameter bound to nothing is refused as well.
+    TpParameterNumeric<int> unbound;
+    EXPECT_EQ(FailureOf([&] { unbound.SetValueLong(1); }).nCode, ZRT_ERROR_BAD_POINTER);
+    EXPECT_EQ(unbound.GetValuePointer(), nullptr);
+
+    TpParameter<int> plain;
+    plain.Bind(&nLive, kParameterIn);
+    const StFailure noText = FailureOf([&] { plain.SetFromString("1"); });
+    EXPECT_EQ(noText.nCode, ZRT_ERROR_INTERNAL);
+    EXPECT_TRUE(Contains(noText.strText, "Abstract function"));
+}
+
+TEST(Parameter, AccessorsStandInForAVariable)
+{
+    struct StOwner
+    {
+        int nValue = 3;
+        int nWrites = 0;
+    } owner;
+    TpParameterNumeric<int> parameter;
+    parameter.SetAccessors(
+        &owner,
+        [](void* pOwner, const int* pValue) {
+            static_cast<StOwner*>(pOwner)->nValue = *pValue;
+            ++static_cast<StOwner*>(pOwner)->nWrites;
+        },
+        [](void* pOwner) { return static_cast<StOwner*>(pOwner)->nValue; });
+    parameter.SetFromString("12");
+    EXPECT_EQ(owner.nValue, 12);
+    EXPECT_EQ(owner.nWrites, 1);
+    EXPECT_EQ(TextOf(parameter), "12");
+}
+
+TEST(Parameter, CloneCopiesSetupAndBindsToTheSameVariable)
+{
+    int nValue = 4;
+    auto pOriginal = std::make_unique<TpParameterNumeric<int>>();
+    pOriginal->SetName("nSize");
+    pOriginal->SetDescription("edge length");
+    pOriginal->Bind(&nValue, kParameterIn | kParameterClamp);
+    pOriginal->SetRange(0, 8);
+    pOriginal->SetFormat("%04d");
+
+    std::unique_ptr<ClParameter> pClone(pOriginal->Clone());
+    pOriginal.reset();  // the clone must not lean on the original's members
+
+    auto* pNumeric = dynamic_cast<TpParameterNumeric<int>*>(pClone.get());
+    ASSERT_NE(pNumeric, nullptr);
+    EXPECT_STREQ(pClone->GetName(), "nSize");
+    EXPECT_STREQ(pClone->GetDescription(), "edge length");
+    EXPECT_EQ(pClone->GetFlags(), kParameterIn | kParameterClamp);
+    EXPECT_EQ(pClone->GetValuePointer(), &nValue);
+    pClone->SetFromString("100");
+    EXPECT_EQ(nValue, 8) << "range and clamp flag came along";
+    EXPECT_EQ(TextOf(*pClone), "0008") << "so did the format";
+}
+
+TEST(Parameter, EnumerationEntriesNameValuesAndRefuseUnknownOnes)
+{
+    unsigned char nType = 1;
+    TpParameterEnumPointer<unsigned char> parameter;
+    parameter.SetName("OutImageType");
+    parameter.Bind(&nType, kParameterIn | kParameterOut);
+    EXPECT_FALSE(parameter.IsEnum());
+    EXPECT_EQ(parameter.AsEnum(), nullptr) << "no entries, no enumeration";
+
+    const std::pair<unsigned char, const char*> entries[] = {
+        {1, "unsigned char"}, {129, "signed char"}, {2, "unsigned short"}, {130, "signed short"},
+        {4, "unsigned int"},  {132, "signed int"},  {196, "float"},        {200, "double"},
+        {255, "default"}};
+    for (const auto& entry : entries)
+        parameter.AddEntry(entry.first, entry.second);
+    ASSERT_TRUE(parameter.IsEnum());
+    ASSERT_NE(parameter.AsEnum(), nullptr);
+    EXPECT_EQ(parameter.GetEntryCount(), 9u) << "the tenth entry is still within the first block";
+
+    parameter.SetFromString("DEFAULT");
+    EXPECT_EQ(nType, 255);
+    EXPECT_EQ(TextOf(parameter), "default");
+    EXPECT_EQ(parameter.GetValueLong(), 255);
+    parameter.SetValueLong(130);
+    EXPECT_EQ(TextOf(parameter), "signed short");
+
+    const StFailure unknownName = FailureOf([&] { parameter.SetFromString("half"); });
+    EXPECT_EQ(unknownName.nCode, ZRT_ERROR_PARAM_OUT_OF_RANGE);
+    EXPECT_TRUE(Contains(unknownName.strText, "Value \"half\" out of range for parameter \"OutImageType\""));
+    const StFailure unknownValue = FailureOf([&] { parameter.SetValueLong(3); });
+    EXPECT_EQ(unknownValue.nCode, ZRT_ERROR_PARAM_OUT_OF_RANGE);
+    EXPECT_TRUE(Contains(unknownValue.strText, "Value \"3\" out of range for parameter \"OutImageType\""));
+    EXPECT_EQ(nType, 130);
+
+    nType = 7;  // a value the list does not know, set behind the parameter's back
+    const StFailure noEntry = FailureOf([&] { TextOf(parameter); });
+    EXPECT_EQ(noEntry.nCode, ZRT_ERROR_PARAM_OUT_OF_RANGE);
+    EXPECT_TRUE(Contains(noEntry.strText, "Parameter \"OutImageType\" out of range using value \"7\""));
+
+    // Entry names by the enumeration interface's own protocol.
+    char szName[8] = "xxxxxxx";
+    EXPECT_EQ(parameter.GetEntryName(0, nullptr, 0), strlen("unsigned char"));
+    EXPECT_EQ(parameter.GetEntryName(0, szName, sizeof(szName)), 13u);
+    EXPECT_STREQ(szName, "") << "a name that does not fit leaves the empty text";
+    EXPECT_EQ(parameter.GetEntryName(6, szName, sizeof(szName)), 5u);
+    EXPECT_STREQ(szName, "float");
+}
+
+TEST(Parameter, EnumerationDuplicatesAndRemoval)
+{
+    bool bEqual = true;
+    TpParameterEnumPointer<bool> parameter;
+    parameter.Bind(&bEqual, kParameterIn | kParameterOut);
+    parameter.AddEntry(true, "true");
+    parameter.AddEntry(false, "false");
+    parameter.AddEntry(true, "True");
+    EXPECT_EQ(parameter.GetEntryCount(), 3u) << "the same name with the same value is stored again";
+    EXPECT_EQ(FailureOf([&] { parameter.AddEntry(false, "TRUE"); }).nCode, ZRT_ERROR_PARAM_VALUE_DUPLICATE);
+    EXPECT_EQ(parameter.GetEntryCount(), 3u);
+
+    EXPECT_EQ(parameter.RemoveValue(true), 0) << "the first index removed";
+    ASSERT_EQ(parameter.GetEntryCount(), 1u) << "every entry of the value goes";
+    char szName[16];
+    parameter.GetEntryName(0, szName, sizeof(szName));
+    EXPECT_STREQ(szName, "false");
+    EXPECT_EQ(parameter.RemoveValue(true), -1);
+
+    long nMode = 0;
+    TpParameterEnumPointer<long> modes;
+    modes.Bind(&nMode, kParameterIn);
+    for (long i = 0; i < 12; ++i)
+        modes.AddEntry(i, ("mode" + std::to_string(i)).c_str());
+    EXPECT_EQ(modes.RemoveName("MODE3"), 3);
+    EXPECT_EQ(modes.RemoveName("mode3"), -1);
+    ASSERT_EQ(modes.GetEntryCount(), 11u);
+    modes.GetEntryName(3, szName, sizeof(szName));
+    EXPECT_STREQ(szName, "mode4") << "the gap is closed";
+    modes.GetEntryName(10, szName, sizeof(szName));
+    EXPECT_STREQ(szName, "mode11");
+    modes.SetFromString("Mode11");
+    EXPECT_EQ(nMode, 11);
+}
+
+TEST(Parameter, PointerParametersPrintAddressesAndAreNotCopiedUnlessForced)
+{
+    int nFirst = 0;
+    int nSecond = 0;
+    int* pImage = nullptr;
+    TpParameterEnumPointer<int*> parameter;
+    parameter.SetName("pInImage");
+    parameter.Bind(&pImage, kParameterIn);
+    parameter.SetPointer(true);
+    EXPECT_EQ(TextOf(parameter), "NULL");
+    pImage = &nFirst;
+    char szExpected[32];
+    snprintf(szExpected, sizeof(szExpected), "%p", static_cast<void*>(&nFirst));
+    EXPECT_EQ(TextOf(parameter), szExpected);
+
+    int* pOtherImage = &nSecond;
+    TpParameterEnumPointer<int*> other;
+    other.Bind(&pOtherImage, kParameterIn);
+    parameter.AssignValueFrom(other, false);
+    EXPECT_EQ(pImage, &nFirst) << "a pointer is not copied by accident";
+    parameter.AssignValueFrom(other, true);
+    EXPECT_EQ(pImage, &nSecond);
+
+    // Without the pointer flag and without entries the value prints as a number.
+    long nPlain = -42;
+    TpParameterEnumPointer<long> plain;
+    plain.Bind(&nPlain, kParameterOut);
+    EXPECT_EQ(TextOf(plain), "-42");
+    EXPECT_EQ(FailureOf([&] { plain.SetFromString("-42"); }).nCode, ZRT_ERROR_PARAM_OUT_OF_RANGE)
+        << "without entries no text is accepted";
+}
+
+TEST(Parameter, StringParameterCopiesIntoItsBufferWithinItsCapacity)
+{
+    char szBuffer[8] = "abc";
+    char* pszBuffer = szBuffer;
+    TpParameterString<> parameter;
+    parameter.SetName("Label");
+    parameter.Bind(&pszBuffer, kParameterIn | kParameterOut);
+    EXPECT_TRUE(parameter.IsString());
+
+    const StFailure noRoom = FailureOf([&] { parameter.SetFromString(""); });
+    EXPECT_EQ(noRoom.nCode, ZRT_ERROR_TEMPLATE_SIZE) << "capacity 0 refuses every text";
+    EXPECT_TRUE(Contains(noRoom.strText, "String memory ar too small"));
+
+    parameter.SetCapacity(sizeof(szBuffer));
+    parameter.SetFromString("1234567");
+    EXPECT_STREQ(szBuffer, "1234567");
+    EXPECT_EQ(FailureOf([&] { parameter.SetFromString("12345678"); }).nCode, ZRT_ERROR_TEMPLATE_SIZE);
+    EXPECT_STREQ(szBuffer, "1234567");
+    const StFailure nullText = FailureOf([&] { parameter.SetFromString(nullptr); });
+    EXPECT_EQ(nullText.nCode, ZRT_ERROR_BAD_POINTER);
+    EXPECT_TRUE(Contains(nullText.strText, "Point is Null"));
+
+    char szOut[8];
+    size_t nSize = 3;
+    EXPECT_FALSE(parameter.GetAsString(nullptr, &nSize)) << "a size query";
+    EXPECT_EQ(nSize, 8u);
+    EXPECT_EQ(FailureOf([&] { parameter.GetAsString(nullptr, &nSize); }).nCode, ZRT_ERROR_BAD_POINTER)
+        << "with enough room a null buffer is an error";
+    EXPECT_TRUE(parameter.GetAsString(szOut, &nSize));
+    EXPECT_STREQ(szOut, "1234567");
+
+    // The stored text answers true only with room beyond its length.
+    nSize = 3;
+    EXPECT_FALSE(parameter.GetStoredAsString(szOut, &nSize));
+    EXPECT_EQ(nSize, 8u);
+
+    pszBuffer = nullptr;
+    EXPECT_EQ(FailureOf([&] { parameter.GetAsString(szOut, &nSize); }).nCode, ZRT_ERROR_BAD_POINTER);
+}
+
+TEST(Parameter, StringCloneIsAnEnumerationOverTheSameBuffer)
+{
+    char szBuffer[16] = "text";
+    char* pszBuffer = szBuffer;
+    TpParameterString<> parameter;
+    parameter.SetName("Label");
+    parameter.SetCapacity(sizeof(szBuffer));
+    parameter.Bind(&pszBuffer, kParameterIn | kParameterOut);
+
+    std::unique_ptr<ClParameter> pClone(parameter.Clone());
+    EXPECT_NE(dynamic_cast<TpParameterEnumPointer<char*>*>(pClone.get()), nullptr);
+    EXPECT_FALSE(pClone->IsString());
+    EXPECT_FALSE(pClone->IsEnum());
+    EXPECT_STREQ(pClone->GetName(), "Label");
+    EXPECT_EQ(pClone->GetValuePointer(), &pszBuffer) << "the binding came along";
+    EXPECT_EQ(FailureOf([&] { pClone->SetFromString("other"); }).nCode, ZRT_ERROR_PARAM_OUT_OF_RANGE)
+        << "the clone never writes into the buffer";
+    EXPECT_STREQ(szBuffer, "text");
+}
+
+TEST(Parameter, FullNameJoinsTheNamedAncestors)
+{
+    ClParameterContainer root;
+    auto* pFilter = root.CreateParameter<ClParameterContainer>("Filter");
+    int nWidth = 3;
+    auto* pWidth = pFilter->CreateParameter<TpParameterNumeric<int>>("nWidth");
+    pWidth->Bind(&nWidth, kParameterIn);
+
+    size_t nSize = 0;
+    EXPECT_FALSE(pWidth->GetFullName(nullptr, &nSize));
+    EXPECT_EQ(nSize, strlen("Filter.nWidth") + 1);
+    char szName[32];
+    nSize = sizeof(szName);
+    ASSERT_TRUE(pWidth->GetFullName(szName, &nSize));
+    EXPECT_STREQ(szName, "Filter.nWidth");
+    EXPECT_EQ(nSize, 14u);
+
+    root.SetName("Root");
+    nSize = sizeof(szName);
+    ASSERT_TRUE(pWidth->GetFullName(szName, &nSize));
+    EXPECT_STREQ(szName, "Root.Filter.nWidth");
+    EXPECT_EQ(root.Find(szName), pWidth) << "a full name leads back to its parameter";
+}
+
+}  // namespace

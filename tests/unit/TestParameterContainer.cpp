@@ -1,0 +1,226 @@
+// Parameter trees: registration, dotted paths, the walk over the leaves and
+// deep copies.
+#include <cstring>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "Exception.h"
+#include "params/ParameterContainer.h"
+#include "params/TypedParameter.h"
+
+namespace {
+
+template <typename TCall>
+int32_t CodeOf(TCall call, std::string* pstrText = nullptr)
+{
+    try {
+        call();
+    } catch (const ClException& ex) {
+        if (pstrText != nullptr)
+            *pstrText = ex.GetText() != nullptr ? ex.GetText() : "";
+        return ex.GetCode();
+    }
+    return 0;
+}
+
+// A root named R: a (container: b, c), d (empty container), e (container: f), g.
+class ParameterTree : public testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        m_root.SetName("R");
+        m_pA = m_root.CreateParameter<ClParameterContainer>("a");
+        m_pB = BindInt(*m_pA, "b", &m_nB);
+        m_pC = BindInt(*m_pA, "c", &m_nC);
+        m_pD = m_root.CreateParameter<ClParameterContainer>("d");
+        m_pE = m_root.CreateParameter<ClParameterContainer>("e");
+        m_pF = BindInt(*m_pE, "f", &m_nF);
+        m_pG = BindInt(m_root, "g", &m_nG);
+    }
+
+    static TpParameterNumeric<int>* BindInt(ClParameterContainer& container, const char* pszName, int* pVariable)
+    {
+        auto* pParameter = container.CreateParameter<TpParameterNumeric<int>>(pszName);
+        pParameter->Bind(pVariable, kParameterIn | kParameterOut);
+        return pParameter;
+    }
+
+    int m_nB = 1, m_nC = 2, m_nF = 3, m_nG = 4;
+    ClParameterContainer m_root;
+    ClParameterContainer* m_pA = nullptr;
+    ClParameterContainer* m_pD = nullptr;
+    ClParameterContainer* m_pE = nullptr;
+    ClParameter* m_pB = nullptr;
+    ClParameter* m_pC = nullptr;
+    ClParameter* m_pF = nullptr;
+    ClParameter* m_pG = nullptr;
+};
+
+TEST_F(ParameterTree, AddRefusesNamesThatDifferOnlyByCase)
+{
+    EXPECT_EQ(m_root.GetFlags(), kParameterContainer) << "a container is neither In nor Out";
+    EXPECT_EQ(m_pB->GetParent(), m_pA);
+
+    // The refused parameter is deleted by the creator (the leak checker watches).
+    EXPECT_EQ(CodeOf([&] { m_root.CreateParameter<TpParameterNumeric<int>>("G"); }),
+              ZRT_ERROR_PARAM_VALUE_DUPLICATE);
+    TpParameterNumeric<int> duplicate;
+    duplicate.SetName("A");
+    EXPECT_EQ(CodeOf([&] { m_root.Add(&duplicate); }), ZRT_ERROR_PARAM_VALUE_DUPLICATE);
+    EXPECT_EQ(duplicate.GetParent(), nullptr);
+    EXPECT_EQ(m_root.GetChildCount(), 4u);
+    EXPECT_EQ(m_root.FindChild("A"), m_pA);
+
+    // Unnamed children may be added but are never found.
+    auto* pUnnamed = m_root.CreateParameter<ClParameterContainer>(nullptr);
+    EXPECT_EQ(m_root.FindChild(nullptr), nullptr);
+    EXPECT_EQ(pUnnamed->GetParent(), &m_root);
+}
+
+TEST_F(ParameterTree, PathsRelativeAbsoluteAndThroughTheRootName)
+{
+    EXPECT_EQ(m_root.Find("a.b"), m_pB);
+    EXPECT_EQ(m_root.Find("A.B"), m_pB);
+    EXPECT_EQ(m_root.Find(".a.b"), m_pB);
+    EXPECT_EQ(m_root.Find("R.a.b"), m_pB);
+    EXPECT_EQ(m_root.Find("r.a.b"), nullptr) << "the root's name alone is compared with case";
+    EXPECT_EQ(m_root.Find("a.b.c"), m_pB) << "a leaf ends the path";
+    EXPECT_EQ(m_root.Find("g.x.y"), m_pG);
+    EXPECT_EQ(m_root.Find("a"), m_pA);
+    EXPECT_EQ(m_root.Find("a.x"), nullptr);
+    EXPECT_EQ(m_root.Find("x"), nullptr);
+    EXPECT_EQ(m_root.Find(nullptr), nullptr);
+    EXPECT_EQ(m_root.Find("."), &m_root);
+    EXPECT_EQ(m_root.Find("R"), &m_root) << "the root's name with nothing behind it names the root";
+    EXPECT_EQ(m_root.Find(""), nullptr) << "the empty part looks for a child with an empty name";
+
+    // From inside the tree: relative paths start here, absolute ones at the root.
+    EXPECT_EQ(m_pA->Find("c"), m_pC);
+    EXPECT_EQ(m_pA->Find(".e.f"), m_pF);
+    EXPECT_EQ(m_pA->Find("."), &m_root);
+    EXPECT_EQ(m_pA->Find("R.c"), nullptr) << "only the root skips its own name";
+    EXPECT_EQ(m_pA->GetRoot(), &m_root);
+}
+
+TEST_F(ParameterTree, PathPartsOfExactly255CharactersAreRefused)
+{
+    const std::string str254(254, 'p');
+    const std::string str255(255, 'q');
+    int nLong254 = 0;
+    int nLong255 = 0;
+    ClParameter* pLong254 = BindInt(*m_pA, str254.c_str(), &nLong254);
+    ClParameter* pLong255 = BindInt(m_root, str255.c_str(), &nLong255);
+
+    EXPECT_EQ(m_root.Find(("R.a." + str254).c_str()), pLong254);
+
+    std::string strText;
+    EXPECT_EQ(CodeOf([&] { m_root.Find(str255.c_str()); }, &strText), ZRT_ERROR_INTERNAL);
+    EXPECT_NE(strText.find("Parameter path part was to long max len is 255"), std::string::npos);
+    EXPECT_EQ(CodeOf([&] { m_root.Find((str255 + ".b").c_str()); }), ZRT_ERROR_INTERNAL);
+
+    // Longer parts are looked up under their first 255 characters.
+    EXPECT_EQ(m_root.Find((str255 + "q").c_str()), pLong255);
+    EXPECT_EQ(m_root.Find((str255 + "zzzz.b").c_str()), pLong255);
+}
+
+TEST_F(ParameterTree, LeafWalkIsDepthFirstAndSkipsEmptyContainers)
+{
+    std::vector<ClParameter*> leaves;
+    for (ClParameter* pLeaf = m_root.GetFirstLeaf(); pLeaf != nullptr; pLeaf = m_root.GetNextLeaf(pLeaf))
+        leaves.push_back(pLeaf);
+    EXPECT_EQ(leaves, (std::vector<ClParameter*>{m_pB, m_pC, m_pF, m_pG}));
+
+    EXPECT_EQ(m_root.GetNextLeaf(nullptr), m_pB);
+    EXPECT_EQ(m_root.GetNextLeaf(m_pG), nullptr);
+    EXPECT_EQ(m_pD->GetFirstLeaf(), nullptr);
+    // The walk goes on above the container it was asked on.
+    EXPECT_EQ(m_pA->GetNextLeaf(m_pC), m_pF);
+
+    TpParameterNumeric<int> orphan;
+    std::string strText;
+    EXPECT_EQ(CodeOf([&] { m_root.GetNextLeaf(&orphan); }, &strText), ZRT_ERROR_BAD_POINTER);
+    EXPECT_NE(strText.find("pParent is not set"), std::string::npos);
+
+    ClParameterContainer empty;
+    EXPECT_EQ(empty.GetFirstLeaf(), nullptr);
+}
+
+TEST_F(ParameterTree, CloneIsADeepCopyOfTheConfiguration)
+{
+    m_root.SetDescription("settings");
+    std::unique_ptr<ClParameter> pClone(m_root.Clone());
+    ClParameterContainer* pCopy = pClone->AsContainer();
+    ASSERT_NE(pCopy, nullptr);
+    EXPECT_STREQ(pCopy->GetName(), "R");
+    EXPECT_STREQ(pCopy->GetDescription(), "settings");
+    EXPECT_EQ(pCopy->GetFlags(), kParameterContainer);
+
+    ClParameter* pCopyB = pCopy->Find("a.b");
+    ASSERT_NE(pCopyB, nullptr);
+    EXPECT_NE(pCopyB, m_pB) << "the children are the copy's own";
+    EXPECT_EQ(pCopyB->GetParent(), pCopy->FindChild("a"));
+    EXPECT_EQ(pCopyB->GetValuePointer(), &m_nB) << "bound to the same variables";
+    pCopyB->SetFromString("77");
+    EXPECT_EQ(m_nB, 77);
+    EXPECT_NE(pCopy->FindChild("d"), nullptr) << "empty containers are copied too";
+
+    // Copying into a container replaces what it held.
+    ClParameterContainer target("T");
+    int nOld = 0;
+    BindInt(target, "old", &nOld);
+    m_pA->CopySetupTo(target);
+    EXPECT_EQ(target.FindChild("old"), nullptr);
+    EXPECT_EQ(target.GetChildCount(), 2u);
+    EXPECT_STREQ(target.GetName(), "a");
+
+    int nLeaf = 0;
+    TpParameterNumeric<int> leaf;
+    leaf.Bind(&nLeaf, kParameterIn);
+    std::string strText;
+    EXPECT_EQ(CodeOf([&] { m_root.CopySetupTo(leaf); }, &strText), ZRT_ERROR_BAD_POINTER);
+    EXPECT_NE(strText.find("pCast is not set"), std::string::npos);
+}
+
+TEST_F(ParameterTree, ValueOperationsReachEveryChild)
+{
+    EXPECT_TRUE(m_root.IsStoredEqual());
+    m_nC = 20;
+    m_nG = 40;
+    EXPECT_FALSE(m_root.IsStoredEqual());
+    m_root.SwapStored();
+    EXPECT_EQ(m_nC, 2);
+    EXPECT_EQ(m_nG, 4);
+    m_root.RestoreStored();
+    EXPECT_EQ(m_nC, 20);
+    EXPECT_EQ(m_nG, 40);
+
+    // Between two trees of the same shape, child by child.
+    std::unique_ptr<ClParameter> pClone(m_root.Clone());
+    ClParameterContainer* pCopy = pClone->AsContainer();
+    m_root.StoreValueOf(*pCopy);
+    EXPECT_TRUE(m_root.IsStoredEqual());
+
+    // A container of another shape, or no container, is refused before anything changes.
+    ClParameterContainer smaller;
+    BindInt(smaller, "b", &m_nB);
+    m_nB = 5;
+    EXPECT_EQ(CodeOf([&] { m_root.AssignStoredFrom(smaller); }), ZRT_ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(CodeOf([&] { m_root.CopyStoredFrom(*m_pB); }), ZRT_ERROR_BAD_POINTER);
+    EXPECT_EQ(m_nB, 5);
+
+    // A container has no value of its own.
+    char szText[4] = "xyz";
+    size_t nSize = sizeof(szText);
+    EXPECT_TRUE(m_root.GetAsString(szText, &nSize));
+    EXPECT_STREQ(szText, "");
+    EXPECT_EQ(nSize, 1u);
+    EXPECT_FALSE(m_root.GetStoredAsString(szText, &nSize));
+    m_root.SetFromString("ignored");
+    EXPECT_EQ(m_root.GetValuePointer(), &m_root);
+}
+
+}  // namespace
