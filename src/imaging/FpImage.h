@@ -71,6 +71,8 @@ public:
     // Says what the planes mean where the plane count alone does not (a
     // 3-plane HSV image rather than RGB).
     void SetContent(EContent eContent) { m_eContent = eContent; }
+    // Carries a tag over to an image made by another route than CreateLike.
+    void SetAuxTag(int32_t nAuxTag) { m_nAuxTag = nAuxTag; }
 
     // Same type, geometry and carried values, aligned; samples are not copied.
     void CreateLike(const ClImage& source);

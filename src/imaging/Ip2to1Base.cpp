@@ -5,6 +5,8 @@
 #include <cstdlib>
 #include <limits>
 
+#include "imaging/ProcessorSupport.h"
+
 namespace TwoToOne {
 
 namespace {
@@ -174,3 +176,181 @@ bool RunPixelPath(const ClImage& in1, const ClImage& in2, ClImage& out, const St
 }
 
 }  // namespace TwoToOne
+
+// ---- ClIp2to1Base -----------------------------------------------------------------
+
+ClIp2to1Base::ClIp2to1Base()
+{
+    SetDefaultParameters();
+}
+
+void ClIp2to1Base::SetDefaultParameters()
+{
+    m_eOutImageType = ClImage::default_;
+    m_bSizeMustBeEqual = true;
+    m_dFillColor = 0.0;
+    m_nOffsetX = 0;
+    m_nOffsetY = 0;
+}
+
+bool ClIp2to1Base::CanProcess()
+{
+    return m_pInImage1 != nullptr && m_pInImage2 != nullptr && m_pOutImage != nullptr &&
+           m_pInImage1->Data() != nullptr && m_pInImage2->Data() != nullptr;
+}
+
+void ClIp2to1Base::DescribeParameters(ClParameterInterface& list)
+{
+    static const char* const apszTypeNames[] = {"unsigned char", "signed char", "unsigned short",
+                                                "signed short",  "unsigned int", "signed int",
+                                                "float",         "double",       "default"};
+    static const uint32_t auiTypeValues[] = {ClImage::uint8, ClImage::int8,    ClImage::uint16,
+                                             ClImage::int16, ClImage::uint32,  ClImage::int32,
+                                             ClImage::float32, ClImage::double64, ClImage::default_};
+    list.AddImage(&m_pInImage1, "InImage1", "In1: Original Image", ClParameterInterface::eDirectionIn, 1.0, 1.0);
+    list.AddImage(&m_pInImage2, "InImage2", "In2: 2nd Original Image", ClParameterInterface::eDirectionIn, 1.0, 1.0);
+    list.AddImage(&m_pOutImage, "OutImage", "Out: Output Image", ClParameterInterface::eDirectionOut, 1.0, 1.0);
+    list.AddUInt8(&m_eOutImageType, "OutImageType", "In: OutImage Datatype", ClParameterInterface::eDirectionIn, 0.0,
+                  255.0)
+        ->SetEnumEntries(apszTypeNames, auiTypeValues, 9);
+    list.AddBool(&m_bSizeMustBeEqual, "SizeMustBeEqual", "Bool: Size must be equal",
+                 ClParameterInterface::eDirectionIn);
+    list.AddDouble(&m_dFillColor, "FillColor", "Double: Fillcolor for Offset-Images",
+                   ClParameterInterface::eDirectionIn, 0.0, 255.0);
+    list.AddInt32(&m_nOffsetX, "OffsetX", "Long: Offset of Image2 to Image1 in x-direction",
+                  ClParameterInterface::eDirectionIn, 1.0, -1.0);
+    list.AddInt32(&m_nOffsetY, "OffsetY", "Long: Offset of Image2 to Image1 in y-direction",
+                  ClParameterInterface::eDirectionIn, 1.0, -1.0);
+}
+
+void ClIp2to1Base::RegisterParameters(ClParameterContainer& container)
+{
+    const struct
+    {
+        const char* pszName;
+        ClImage** ppImage;
+        uint8_t nFlags;
+    } aImages[] = {{"pInImage1", &m_pInImage1, kParameterIn},
+                   {"pInImage2", &m_pInImage2, kParameterIn},
+                   {"pOutImage", &m_pOutImage, kParameterOut}};
+    for (const auto& image : aImages) {
+        auto* pImage = container.CreateParameter<TpParameterEnumPointer<ClImage*>>(image.pszName);
+        pImage->Bind(image.ppImage, image.nFlags);
+        pImage->SetPointer(true);
+    }
+    auto* pType = container.CreateParameter<TpParameterEnumPointer<unsigned char>>("OutImageType");
+    pType->Bind(&m_eOutImageType, kParameterIn);
+    AddDataTypeEntries(*pType);
+    auto* pEqual = container.CreateParameter<TpParameterEnumPointer<bool>>("SizeMustBeEqual");
+    pEqual->Bind(&m_bSizeMustBeEqual, kParameterIn);
+    pEqual->AddEntry(true, "true");
+    pEqual->AddEntry(false, "false");
+    auto* pFill = container.CreateParameter<TpParameterNumeric<double>>("FillColor");
+    pFill->Bind(&m_dFillColor, kParameterIn);
+    pFill->SetRange(0.0, 255.0);
+    container.CreateParameter<TpParameterNumeric<int>>("OffsetX")->Bind(&m_nOffsetX, kParameterIn);
+    container.CreateParameter<TpParameterNumeric<int>>("OffsetY")->Bind(&m_nOffsetY, kParameterIn);
+}
+
+void ClIp2to1Base::SetFillColors(int32_t nPlane, double dFillColor)
+{
+    if (nPlane >= 0 && nPlane < 4)
+        m_adFillColors[nPlane] = dFillColor;
+}
+
+int32_t ClIp2to1Base::Prepare()
+{
+    if (!CanProcess())
+        return ZRT_ERROR_PARAM_IS_MISSING;
+    const bool bSizesDiffer = m_pInImage1->Width() != m_pInImage2->Width() ||
+                              m_pInImage1->Height() != m_pInImage2->Height();
+    if (m_bSizeMustBeEqual && (bSizesDiffer || m_nOffsetX != 0 || m_nOffsetY != 0))
+        return ZRT_ERROR_INVALID_PARAMETER;
+    return 0;
+}
+
+int32_t ClIp2to1Base::Process()
+{
+    if (!CanProcess())
+        return ZRT_ERROR_PARAM_IS_MISSING;
+    const ClImage& in1 = *m_pInImage1;
+    const ClImage& in2 = *m_pInImage2;
+    // An output that is also an input is written aside and swapped in at the end.
+    ClImage separate;
+    ClImage& target = (m_pOutImage == m_pInImage1 || m_pOutImage == m_pInImage2) ? separate : *m_pOutImage;
+    const auto eOutType = m_eOutImageType == ClImage::default_ ? in1.DataType()
+                                                                : static_cast<ClImage::EDataType>(m_eOutImageType);
+    target.CreateLikeAs(in1, eOutType);
+
+    TwoToOne::StOverlap overlap;
+    if (!TwoToOne::PrepareOverlap(in1, in2, target, m_nOffsetX, m_nOffsetY, m_dFillColor, m_adFillColors, overlap))
+        return ZRT_ERROR_INTERNAL;
+    m_nOverlapWidth = overlap.nWidth;
+    m_nOverlapHeight = overlap.nHeight;
+    m_nOutStart = overlap.nOutStart;
+    m_nIn1Start = overlap.nIn1Start;
+    m_nIn2Start = overlap.nIn2Start;
+    const int32_t nStatus = Calculate(in1, in2, target, overlap.nWidth, overlap.nHeight, overlap.nPlanes1,
+                                      overlap.nPlanes2, overlap.nIn1Start, overlap.nIn1Stride, overlap.nIn2Start,
+                                      overlap.nIn2Stride, overlap.nOutStart, overlap.nOutStride);
+    m_pOutImage->Swap(target);
+    return nStatus;
+}
+
+TwoToOne::StOverlap ClIp2to1Base::MakeOverlap(int32_t nWidth, int32_t nHeight, int32_t nPlanes1, int32_t nPlanes2,
+                                              int32_t nIn1Start, int32_t nIn1Stride, int32_t nIn2Start,
+                                              int32_t nIn2Stride, int32_t nOutStart, int32_t nOutStride)
+{
+    TwoToOne::StOverlap overlap;
+    overlap.nWidth = nWidth;
+    overlap.nHeight = nHeight;
+    overlap.nPlanes1 = nPlanes1;
+    overlap.nPlanes2 = nPlanes2;
+    overlap.nIn1Start = nIn1Start;
+    overlap.nIn1Stride = nIn1Stride;
+    overlap.nIn2Start = nIn2Start;
+    overlap.nIn2Stride = nIn2Stride;
+    overlap.nOutStart = nOutStart;
+    overlap.nOutStride = nOutStride;
+    return overlap;
+}
+
+int32_t ClIp2to1Base::Calculate(const ClImage& in1, const ClImage& in2, ClImage& out, int32_t nWidth,
+                                int32_t nHeight, int32_t nPlanes1, int32_t nPlanes2, int32_t nIn1Start,
+                                int32_t nIn1Stride, int32_t nIn2Start, int32_t nIn2Stride, int32_t nOutStart,
+                                int32_t nOutStride)
+{
+    const TwoToOne::StOverlap overlap = MakeOverlap(nWidth, nHeight, nPlanes1, nPlanes2, nIn1Start, nIn1Stride,
+                                                    nIn2Start, nIn2Stride, nOutStart, nOutStride);
+    if (m_bUseTable && in1.DataType() == ClImage::uint8 && in2.DataType() == ClImage::uint8)
+        return CalculateByTable(in1, in2, out, overlap);
+    const bool bKnown = TwoToOne::RunPixelPath(in1, in2, out, overlap, [&](double a, double b) {
+        return CalculatePixel(in1, in2, out, a, b);
+    });
+    return bKnown ? 0 : ZRT_ERROR_INTERNAL;
+}
+
+double ClIp2to1Base::CalculatePixel(const ClImage& /*in1*/, const ClImage& /*in2*/, const ClImage& /*out*/,
+                                    double /*a*/, double /*b*/)
+{
+    return 0.0;
+}
+
+int32_t ClIp2to1Base::CalculateByTable(const ClImage& in1, const ClImage& in2, ClImage& out,
+                                       const TwoToOne::StOverlap& overlap)
+{
+    const bool bKnown = TwoToOne::RunTablePath(in1, in2, out, overlap, [&](double a, double b) {
+        return CalculatePixel(in1, in2, out, a, b);
+    });
+    return bKnown ? 0 : ZRT_ERROR_INTERNAL;
+}
+
+int32_t ClIp2to1Base::Run(ClImage* pInImage1, ClImage* pInImage2, ClImage* pOutImage,
+                          ClImage::EDataType eOutImageType)
+{
+    m_pInImage1 = pInImage1;
+    m_pInImage2 = pInImage2;
+    m_pOutImage = pOutImage;
+    m_eOutImageType = static_cast<unsigned char>(eOutImageType);
+    return Run();
+}

@@ -17,6 +17,7 @@
 #include "imaging/SafeConvert.h"
 #include "imaging/SampleDispatch.h"
 #include "imaging/WorkBuffer.h"
+#include "params/ProcessorBase.h"
 
 namespace TwoToOne {
 
@@ -172,3 +173,75 @@ bool RunPixelPath(const ClImage& in1, const ClImage& in2, ClImage& out, const St
                   const std::function<double(double, double)>& pairOperation);
 
 }  // namespace TwoToOne
+
+class ClIp2to1Base : public ClProcessorBase
+{
+public:
+    ClIp2to1Base();
+
+    // All three images set and both inputs holding samples.
+    bool CanProcess() override;
+    void DescribeParameters(ClParameterInterface& list) override;
+    void RegisterParameters(ClParameterContainer& container) override;
+    void SetDefaultParameters() override;
+
+    // -37 when CanProcess is false; -44 when the sizes must be equal and
+    // differ, or an offset is set.
+    int32_t Prepare() override;
+    // Shapes the output from input 1 with the output type (default: input
+    // 1's), lays the inputs over each other and runs Calculate over the
+    // overlap. The output may be one of the inputs. A sample type outside
+    // the eight gives -101.
+    int32_t Process() override;
+
+    // The arithmetic over the overlap; starts and strides in samples. Here:
+    // CalculatePixel for every pair, through a table for two 8-bit unsigned
+    // inputs when m_bUseTable is set.
+    virtual int32_t Calculate(const ClImage& in1, const ClImage& in2, ClImage& out, int32_t nWidth, int32_t nHeight,
+                              int32_t nPlanes1, int32_t nPlanes2, int32_t nIn1Start, int32_t nIn1Stride,
+                              int32_t nIn2Start, int32_t nIn2Stride, int32_t nOutStart, int32_t nOutStride);
+    // The arithmetic of one pair of samples; 0.0 here.
+    virtual double CalculatePixel(const ClImage& in1, const ClImage& in2, const ClImage& out, double a, double b);
+
+    // Stores the images and the output type (ClImage::default_: input 1's) and runs.
+    int32_t Run(ClImage* pInImage1, ClImage* pInImage2, ClImage* pOutImage, ClImage::EDataType eOutImageType);
+    using ClProcessorBase::Run;
+
+    void SetSizeMustBeEqual(bool bEqual) { m_bSizeMustBeEqual = bEqual; }
+    void SetOffset(int32_t nOffsetX, int32_t nOffsetY)
+    {
+        m_nOffsetX = nOffsetX;
+        m_nOffsetY = nOffsetY;
+    }
+    void SetFillColor(double dFillColor) { m_dFillColor = dFillColor; }
+    // Fill of plane nPlane (0 to 3) of an output of 2 to 4 planes.
+    void SetFillColors(int32_t nPlane, double dFillColor);
+    void SetUseTable(bool bUseTable) { m_bUseTable = bUseTable; }
+    int32_t GetOverlapWidth() const { return m_nOverlapWidth; }
+    int32_t GetOverlapHeight() const { return m_nOverlapHeight; }
+
+protected:
+    // Calculate's arguments as one record.
+    static TwoToOne::StOverlap MakeOverlap(int32_t nWidth, int32_t nHeight, int32_t nPlanes1, int32_t nPlanes2,
+                                           int32_t nIn1Start, int32_t nIn1Stride, int32_t nIn2Start,
+                                           int32_t nIn2Stride, int32_t nOutStart, int32_t nOutStride);
+    // The table path over CalculatePixel; -101 for an output type outside the eight.
+    int32_t CalculateByTable(const ClImage& in1, const ClImage& in2, ClImage& out,
+                             const TwoToOne::StOverlap& overlap);
+
+    ClImage* m_pInImage1 = nullptr;  // not owned
+    ClImage* m_pInImage2 = nullptr;  // not owned
+    ClImage* m_pOutImage = nullptr;  // not owned
+    unsigned char m_eOutImageType = ClImage::default_;
+    bool m_bSizeMustBeEqual = true;
+    double m_dFillColor = 0.0;
+    double m_adFillColors[4] = {0.0, 0.0, 0.0, 0.0};
+    int32_t m_nOffsetX = 0;
+    int32_t m_nOffsetY = 0;
+    int32_t m_nOverlapWidth = 0;
+    int32_t m_nOverlapHeight = 0;
+    int32_t m_nOutStart = 0;
+    int32_t m_nIn1Start = 0;
+    int32_t m_nIn2Start = 0;
+    bool m_bUseTable = false;
+};

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "Exception.h"
+#include "imaging/ProcessorSupport.h"
 
 namespace Add {
 
@@ -77,3 +78,56 @@ double AddPixel(double a, double b, const ClImage& out, int32_t nMode)
 }
 
 }  // namespace Add
+
+// ---- ClIpAdd --------------------------------------------------------------------------
+
+template class TpParameterEnumPointer<ClIpAdd::EProcessingMode, ClParameter>;
+
+ClIpAdd::ClIpAdd()
+{
+    m_eMode = ModeScale;
+}
+
+ClProcessorBase* ClIpAdd::CreateInstance() const
+{
+    return NewProcessorInstance<ClIpAdd>();
+}
+
+void ClIpAdd::SetDefaultParameters()
+{
+    ClIp2to1Base::SetDefaultParameters();
+    m_eMode = ModeScale;
+}
+
+void ClIpAdd::DescribeParameters(ClParameterInterface& list)
+{
+    static const char* const apszModeNames[] = {"ModeCut", "ModeScale", "ModeEnlarge"};
+    ClIp2to1Base::DescribeParameters(list);
+    list.AddEnum(&m_eMode, "Mode", "In: Addition Mode", ClParameterInterface::eDirectionIn, apszModeNames, 3);
+}
+
+void ClIpAdd::RegisterParameters(ClParameterContainer& container)
+{
+    ClIp2to1Base::RegisterParameters(container);
+    auto* pMode = container.CreateParameter<TpParameterEnumPointer<EProcessingMode>>("Mode");
+    pMode->Bind(&m_eMode, kParameterIn);
+    pMode->AddEntry(ModeCut, "ModeCut");
+    pMode->AddEntry(ModeScale, "ModeScale");
+    pMode->AddEntry(ModeEnlarge, "ModeEnlarge");
+}
+
+int32_t ClIpAdd::Calculate(const ClImage& in1, const ClImage& in2, ClImage& out, int32_t nWidth, int32_t nHeight,
+                           int32_t nPlanes1, int32_t nPlanes2, int32_t nIn1Start, int32_t nIn1Stride,
+                           int32_t nIn2Start, int32_t nIn2Stride, int32_t nOutStart, int32_t nOutStride)
+{
+    const TwoToOne::StOverlap overlap = MakeOverlap(nWidth, nHeight, nPlanes1, nPlanes2, nIn1Start, nIn1Stride,
+                                                    nIn2Start, nIn2Stride, nOutStart, nOutStride);
+    if (TwoToOne::TablePathApplies(in1, in2, overlap))
+        return CalculateByTable(in1, in2, out, overlap);
+    return Add::AddDirect(in1, in2, out, overlap, m_eMode) ? 0 : ZRT_ERROR_INTERNAL;
+}
+
+double ClIpAdd::CalculatePixel(const ClImage& /*in1*/, const ClImage& /*in2*/, const ClImage& out, double a, double b)
+{
+    return Add::AddPixel(a, b, out, m_eMode);
+}

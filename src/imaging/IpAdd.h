@@ -26,3 +26,35 @@ bool AddDirect(const ClImage& in1, const ClImage& in2, ClImage& out, const TwoTo
 double AddPixel(double a, double b, const ClImage& out, int32_t nMode);
 
 }  // namespace Add
+
+class ClIpAdd : public ClIp2to1Base
+{
+public:
+    enum EProcessingMode : int32_t
+    {
+        ModeCut = Add::kModeCut,
+        ModeScale = Add::kModeScale,
+        ModeEnlarge = Add::kModeEnlarge
+    };
+
+    ClIpAdd();
+
+    ClProcessorBase* CreateInstance() const override;
+    const char* GetClassName() const override { return "ClIpAdd"; }
+    void DescribeParameters(ClParameterInterface& list) override;
+    void RegisterParameters(ClParameterContainer& container) override;
+    void SetDefaultParameters() override;
+
+    // The per-type members, or above 90000 overlap pixels of 8-bit inputs
+    // the table over CalculatePixel, which knows no Enlarge and writes 0
+    // there, where the members add.
+    int32_t Calculate(const ClImage& in1, const ClImage& in2, ClImage& out, int32_t nWidth, int32_t nHeight,
+                      int32_t nPlanes1, int32_t nPlanes2, int32_t nIn1Start, int32_t nIn1Stride, int32_t nIn2Start,
+                      int32_t nIn2Stride, int32_t nOutStart, int32_t nOutStride) override;
+    double CalculatePixel(const ClImage& in1, const ClImage& in2, const ClImage& out, double a, double b) override;
+
+    void SetMode(EProcessingMode eMode) { m_eMode = eMode; }
+
+protected:
+    EProcessingMode m_eMode = ModeScale;
+};

@@ -4,6 +4,10 @@
 #include <cstdint>
 #include <vector>
 
+#include "Exception.h"
+#include "imaging/ProcessorSupport.h"
+#include "imaging/SampleDispatch.h"
+
 namespace FilterMid {
 
 namespace {
@@ -201,3 +205,181 @@ void MeanDirected8(const uint8_t* pIn, int32_t nInStride, uint8_t* pOut, int32_t
 }
 
 }  // namespace FilterMid
+
+// ---- ClIpFilterMid ------------------------------------------------------------------
+
+ClProcessorBase* ClIpFilterMid::CreateInstance() const
+{
+    return NewProcessorInstance<ClIpFilterMid>();
+}
+
+int32_t ClIpFilterMid::Prepare()
+{
+    m_nFilterWidth |= 1;
+    return 0;
+}
+
+int32_t ClIpFilterMid::Run(ClImage* pInImage, ClImage* pOutImage, int32_t nFilterWidth)
+{
+    m_pInImage = pInImage;
+    m_pOutImage = pOutImage;
+    m_nFilterWidth = nFilterWidth;
+    return Run();
+}
+
+int32_t ClIpFilterMid::ProcessPlane()
+{
+    if (m_pInImage == nullptr)
+        throw ClExQuorvane(ZRT_ERROR_BITMAP_PTR, KR9_SITE);
+    if (m_pInImage->DataType() == ClImage::uint8)
+        return ClIpFilterBase::ProcessPlane();
+    int32_t nStatus = 0;
+    if (!VisitSampleType(m_pInImage->DataType(),
+                         [&](auto tag) { nStatus = FilterSamples<typename decltype(tag)::Type>(); }))
+        throw ClExQuorvane(ZRT_ERROR_PARAM_OUT_OF_RANGE, KR9_SITE);
+    return nStatus;
+}
+
+template <typename T>
+int32_t ClIpFilterMid::FilterSamples()
+{
+    switch (m_eMode) {
+    case eModeX:
+        return FilterLines<T>(true);
+    case eModeY:
+        return FilterLines<T>(false);
+    case eModeXY: {
+        // Each direction with its own truncation.
+        ClImage intermediate;
+        const ClFilterImagesScope scope(m_pInImage, m_pOutImage);
+        ClImage* pOutImage = m_pOutImage;
+        m_pOutImage = &intermediate;
+        const int32_t nStatus = FilterLines<T>(true);
+        if (nStatus != 0)
+            return nStatus;
+        m_pInImage = &intermediate;
+        m_pOutImage = pOutImage;
+        return FilterLines<T>(false);
+    }
+    case eModeDirected:
+    case eModeDirectedOrtho:
+        return ZRT_ERROR_FORMAT_NOTSUPPORTED;
+    default:
+        throw ClExQuorvane(ZRT_ERROR_PARAM_OUT_OF_RANGE, KR9_SITE);
+    }
+}
+
+template <typename T>
+int32_t ClIpFilterMid::FilterLines(bool bAlongRows)
+{
+    const ClImage& in = *m_pInImage;
+    ClImage& out = *m_pOutImage;
+    out.CreateLike(in);
+    // A window as long as the line or longer shrinks to the longest odd
+    // window shorter than the line, and the filter keeps that width.
+    const int32_t nLength = bAlongRows ? in.Width() : in.Height();
+    if (m_nFilterWidth >= nLength) {
+        m_nFilterWidth = nLength - 1;
+        if (m_nFilterWidth % 2 == 0)
+            m_nFilterWidth = nLength - 2;
+    }
+    if (m_nFilterWidth <= 0)
+        return ZRT_ERROR_INTERNAL;
+    if (m_nFilterWidth == 1) {
+        out = in;
+        return 0;
+    }
+    if (in.Data() == nullptr || out.Data() == nullptr)
+        return 0;
+    const int32_t nHalf = m_nFilterWidth / 2;
+    if (bAlongRows)
+        FilterMid::MeanX(SamplesOf<T>(in), in.SampleStride(), SamplesOf<T>(out), out.SampleStride(), in.Width(),
+                         in.Height(), nHalf);
+    else
+        FilterMid::MeanY(SamplesOf<T>(in), in.SampleStride(), SamplesOf<T>(out), out.SampleStride(), in.Width(),
+                         in.Height(), nHalf);
+    return 0;
+}
+
+int32_t ClIpFilterMid::FilterX()
+{
+    return FilterLines<uint8_t>(true);
+}
+
+int32_t ClIpFilterMid::FilterY()
+{
+    return FilterLines<uint8_t>(false);
+}
+
+int32_t ClIpFilterMid::FilterSignedX()
+{
+    return FilterLines<int8_t>(true);
+}
+
+int32_t ClIpFilterMid::FilterSignedY()
+{
+    return FilterLines<int8_t>(false);
+}
+
+int32_t ClIpFilterMid::FilterSignedXY()
+{
+    return RunOneAfterOther(&ClIpFilterBase::FilterSignedX, &ClIpFilterBase::FilterSignedY);
+}
+
+int32_t ClIpFilterMid::FilterXY()
+{
+    const ClImage& in = *m_pInImage;
+    ClImage& out = *m_pOutImage;
+    if (in.Width() < m_nFilterWidth || in.Height() < m_nFilterWidth) {
+        out = in;
+        return 0;
+    }
+    out.CreateLike(in);
+    if (in.Data() == nullptr || out.Data() == nullptr)
+        return 0;
+    const int32_t nHalf = m_nFilterWidth / 2;
+    if (m_pFractionImage != nullptr) {
+        ClImage& fraction = *m_pFractionImage;
+        if (&fraction == &in || &fraction == &out)
+            return ZRT_ERROR_INVALID_PARAMETER;
+        fraction.CreateLike(in);
+        FilterMid::MeanXYWithFraction8(in.Data(), in.SampleStride(), out.Data(), out.SampleStride(), fraction.Data(),
+                                       fraction.SampleStride(), in.Width(), in.Height(), nHalf);
+    } else if (m_nFilterWidth == 3) {
+        FilterMid::Mean3x3Rounded8(in.Data(), in.SampleStride(), out.Data(), out.SampleStride(), in.Width(),
+                                   in.Height());
+    } else {
+        FilterMid::MeanXY8(in.Data(), in.SampleStride(), out.Data(), out.SampleStride(), in.Width(), in.Height(),
+                           nHalf);
+    }
+    return 0;
+}
+
+int32_t ClIpFilterMid::FilterDirected(bool bOrtho)
+{
+    if (m_pInDxImage == nullptr)
+        throw ClException("m_pInDxImage is not set", ZRT_ERROR_BAD_POINTER, true, KR9_SITE);
+    if (m_pInDyImage == nullptr)
+        throw ClException("m_pInDyImage is not set", ZRT_ERROR_BAD_POINTER, true, KR9_SITE);
+    const ClImage& in = *m_pInImage;
+    ClImage& out = *m_pOutImage;
+    const int32_t nHalf = m_nFilterWidth / 2;
+    if (2 * int64_t(nHalf) >= in.Width()) {
+        out = in;
+        return ZRT_ERROR_BITMAP_DIMENSION;
+    }
+    // The field is read at every pixel of the input.
+    for (const ClImage* pField : {m_pInDxImage, m_pInDyImage})
+        if (ClImage::SampleBytes(pField->DataType()) != 1 || pField->Planes() != 1 ||
+            pField->Width() < in.Width() || pField->Height() < in.Height() ||
+            (pField->Data() == nullptr && in.Data() != nullptr))
+            return ZRT_ERROR_INVALID_PARAMETER;
+    out.CreateLike(in);
+    if (in.Data() == nullptr || out.Data() == nullptr)
+        return 0;
+    FilterMid::MeanDirected8(in.Data(), in.SampleStride(), out.Data(), out.SampleStride(),
+                             SamplesOf<int8_t>(*m_pInDxImage), m_pInDxImage->SampleStride(),
+                             SamplesOf<int8_t>(*m_pInDyImage), m_pInDyImage->SampleStride(), in.Width(), in.Height(),
+                             nHalf, bOrtho);
+    return 0;
+}

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "imaging/FilterWindow.h"
+#include "imaging/IpFilterBase.h"
 #include "imaging/SafeConvert.h"
 #include "imaging/WorkBuffer.h"
 
@@ -169,3 +170,51 @@ void MeanDirected8(const uint8_t* pIn, int32_t nInStride, uint8_t* pOut, int32_t
                    int32_t nHalf, bool bOrtho);
 
 }  // namespace FilterMid
+
+class ClIpFilterMid : public ClIpFilterBase
+{
+public:
+    ClIpFilterMid() = default;
+
+    ClProcessorBase* CreateInstance() const override;
+    const char* GetClassName() const override { return "ClIpFilterMid"; }
+
+    // Makes the width odd by setting its lowest bit: 30 runs as 31.
+    int32_t Prepare() override;
+    // 8-bit unsigned images go through the mode dispatch of the frame to the
+    // routines below; the seven other sample types to one member per type.
+    int32_t ProcessPlane() override;
+
+    // The 8-bit routines. X and Y take a width not below the image's as the
+    // image's less one (less two when that is even) and keep it; XY copies an
+    // image smaller than the window and otherwise runs the column sums, the
+    // rounding 3 x 3 path, or with a fraction image the fraction path.
+    int32_t FilterX() override;
+    int32_t FilterY() override;
+    int32_t FilterXY() override;
+    int32_t FilterSignedX() override;
+    int32_t FilterSignedY() override;
+    int32_t FilterSignedXY() override;
+    // Along (or across) the direction field; both Dx and Dy must be set.
+    // A window reaching across the image's width copies it and gives -14.
+    int32_t FilterDirected(bool bOrtho) override;
+
+    // Stores the images and the width and runs; the mode stays as it is.
+    int32_t Run(ClImage* pInImage, ClImage* pOutImage, int32_t nFilterWidth);
+    using ClProcessorBase::Run;
+
+    // With a fraction image the 8-bit XY mean also gives the part after the
+    // point, times 256. Not published as a parameter.
+    void SetFractionImage(ClImage* pImage) { m_pFractionImage = pImage; }
+
+protected:
+    ClImage* m_pFractionImage = nullptr;  // not owned
+
+private:
+    // The member of one sample type for the modes X, Y and XY.
+    template <typename T>
+    int32_t FilterSamples();
+    // A line mean over the rows (bAlongRows) or the columns of one sample type.
+    template <typename T>
+    int32_t FilterLines(bool bAlongRows);
+};

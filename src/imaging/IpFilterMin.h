@@ -15,6 +15,7 @@
 #include <type_traits>
 #include <vector>
 
+#include "imaging/IpFilterBase.h"
 #include "imaging/WorkBuffer.h"
 
 namespace FilterMin {
@@ -108,3 +109,27 @@ void MinY(const T* pIn, int32_t nInStride, T* pOut, int32_t nOutStride, int32_t 
 }
 
 }  // namespace FilterMin
+
+class ClIpFilterMin : public ClIpFilterBase
+{
+public:
+    ClIpFilterMin() = default;
+
+    ClProcessorBase* CreateInstance() const override;
+    const char* GetClassName() const override { return "ClIpFilterMin"; }
+    void DescribeParameters(ClParameterInterface& list) override;
+
+    // Both images must be set (-701).
+    int32_t Prepare() override;
+    // An even width fails with -44 "Filter width has to be odd."; then one
+    // member per sample type for the modes X, Y and XY (X, then Y on its
+    // result). The directed modes give -33, other modes raise -35.
+    int32_t ProcessPlane() override;
+
+    int32_t Run(ClImage* pInImage, ClImage* pOutImage, int32_t nFilterWidth, EFilterMode eMode);
+    using ClProcessorBase::Run;
+
+private:
+    template <typename T>
+    int32_t FilterSamples();
+};

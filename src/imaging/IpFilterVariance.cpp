@@ -1,5 +1,9 @@
 #include "imaging/IpFilterVariance.h"
 
+#include "Exception.h"
+#include "imaging/ProcessorSupport.h"
+#include "imaging/SampleDispatch.h"
+
 namespace FilterVariance {
 
 void Variance8ToDouble(const uint8_t* pIn, int32_t nInStride, double* pOut, int32_t nOutStride, int32_t nWidth,
@@ -72,3 +76,81 @@ void Variance8ToDouble(const uint8_t* pIn, int32_t nInStride, double* pOut, int3
 }
 
 }  // namespace FilterVariance
+
+// ---- ClIpFilterVariance ---------------------------------------------------------------
+
+ClIpFilterVariance::ClIpFilterVariance()
+{
+    static const ClImage::EDataType aeTypes[] = {ClImage::uint8,  ClImage::int8,  ClImage::uint16,  ClImage::int16,
+                                                 ClImage::uint32, ClImage::int32, ClImage::float32, ClImage::double64};
+    AddSupportedTypes(aeTypes, sizeof(aeTypes) / sizeof(aeTypes[0]));
+    SetDefaultParameters();
+}
+
+ClProcessorBase* ClIpFilterVariance::CreateInstance() const
+{
+    return NewProcessorInstance<ClIpFilterVariance>();
+}
+
+void ClIpFilterVariance::SetDefaultParameters()
+{
+    m_nFilterWidth = 11;
+    m_eOutImageType = ClImage::double64;
+}
+
+void ClIpFilterVariance::RegisterParameters(ClParameterContainer& container)
+{
+    ClIp1to1Base::RegisterParameters(container);
+    container.CreateParameter<TpParameterNumeric<int>>("nInFilterWidth")->Bind(&m_nFilterWidth, kParameterIn);
+    auto* pType = container.CreateParameter<TpParameterEnumPointer<unsigned char>>("OutImageType");
+    pType->Bind(&m_eOutImageType, kParameterIn);
+    AddDataTypeEntries(*pType);
+}
+
+void ClIpFilterVariance::CheckInputType()
+{
+    ClIp1to1Base::CheckInputType();
+    if (m_pInImage->Planes() > 1)
+        throw ClException("Input image has too many planes.", ZRT_ERROR_INVALID_PARAMETER, true, KR9_SITE);
+    if (m_pOutImage == nullptr)
+        throw ClException("Output image not assigned", ZRT_ERROR_BAD_POINTER, true, KR9_SITE);
+}
+
+int32_t ClIpFilterVariance::Process()
+{
+    if (m_pInImage == nullptr || m_pOutImage == nullptr)
+        return ZRT_ERROR_PARAM_IS_MISSING;
+    const ClImage::EDataType eInType = m_pInImage->DataType();
+    const auto eOutType = static_cast<ClImage::EDataType>(m_eOutImageType);
+    const auto known = [](ClImage::EDataType eType) { return VisitSampleType(eType, [](auto) {}); };
+    if (!known(eInType) || !known(eOutType))
+        return ZRT_ERROR_FORMAT_NOTSUPPORTED;
+    const int32_t nHalf = m_nFilterWidth / 2;
+    if (nHalf < 0)
+        return ZRT_ERROR_PARAM_OUT_OF_RANGE;
+
+    // The input as its own output is read from the image it was.
+    ClImage separate;
+    ClImage& out = (m_pOutImage == m_pInImage) ? separate : *m_pOutImage;
+    const ClImage& in = *m_pInImage;
+    out.Create(eOutType, in.Width(), in.Height(), 1, in.AuxX(), in.AuxY(), true);
+    if (in.Data() != nullptr && out.Data() != nullptr) {
+        if (eInType == ClImage::uint8 && eOutType == ClImage::double64 && 2 * nHalf + 1 <= FilterVariance::kLargestIntegerWindow) {
+            FilterVariance::Variance8ToDouble(in.Data(), in.SampleStride(), SamplesOf<double>(out), out.SampleStride(), in.Width(),
+                              in.Height(), nHalf);
+        } else {
+            VisitSampleType(eInType, [&](auto inTag) {
+                VisitSampleType(eOutType, [&](auto outTag) {
+                    using TIn = typename decltype(inTag)::Type;
+                    using TOut = typename decltype(outTag)::Type;
+                    FilterVariance::Variance<TIn, TOut>(SamplesOf<TIn>(in), in.SampleStride(),
+                                                        SamplesOf<TOut>(out), out.SampleStride(), in.Width(),
+                                                        in.Height(), nHalf);
+                });
+            });
+        }
+    }
+    if (&out == &separate)
+        m_pOutImage->Swap(separate);
+    return 0;
+}

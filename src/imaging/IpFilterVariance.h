@@ -15,8 +15,10 @@
 #include <vector>
 
 #include "imaging/FilterWindow.h"
+#include "imaging/FpImage.h"
 #include "imaging/SafeConvert.h"
 #include "imaging/WorkBuffer.h"
+#include "params/Ip1to1Base.h"
 
 namespace FilterVariance {
 
@@ -158,3 +160,32 @@ void Variance8ToDouble(const uint8_t* pIn, int32_t nInStride, double* pOut, int3
                        int32_t nHeight, int32_t nHalf);
 
 }  // namespace FilterVariance
+
+class ClIpFilterVariance : public NewIpBase::ClIp1to1Base
+{
+public:
+    // Accepts one-plane images of all eight sample types; width 11, output double64.
+    ClIpFilterVariance();
+
+    ClProcessorBase* CreateInstance() const override;
+    const char* GetClassName() const override { return "ClIpFilterVariance"; }
+    void RegisterParameters(ClParameterContainer& container) override;
+    void SetDefaultParameters() override;
+
+    // The output becomes a one-plane image of the output type at the input's
+    // size, with the input's carried values, holding the variance of every
+    // window. An output type outside the eight (also default) gives -33; a
+    // width below -1 has no window and gives -35.
+    int32_t Process() override;
+
+    void SetFilterWidth(int32_t nWidth) { m_nFilterWidth = nWidth; }
+    int32_t GetFilterWidth() const { return m_nFilterWidth; }
+    void SetOutImageType(ClImage::EDataType eType) { m_eOutImageType = static_cast<unsigned char>(eType); }
+
+protected:
+    // The input check of the frame, then one plane only (-44) and an output (-701).
+    void CheckInputType() override;
+
+    int32_t m_nFilterWidth = 11;
+    unsigned char m_eOutImageType = ClImage::double64;
+};

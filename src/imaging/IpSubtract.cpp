@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "imaging/ProcessorSupport.h"
+
 namespace Subtract {
 
 namespace {
@@ -63,3 +65,44 @@ double SubtractPixel(double a, double b, const ClImage& out)
 }
 
 }  // namespace Subtract
+
+// ---- ClIpSubtract ---------------------------------------------------------------------
+
+template class TpParameterEnumPointer<ClIpSubtract::EDataRangeType, ClParameter>;
+
+ClProcessorBase* ClIpSubtract::CreateInstance() const
+{
+    return NewProcessorInstance<ClIpSubtract>();
+}
+
+void ClIpSubtract::RegisterParameters(ClParameterContainer& container)
+{
+    ClIp2to1Base::RegisterParameters(container);
+    container.CreateParameter<TpParameterNumeric<double>>("LowerBound")->Bind(&m_dLowerBound, kParameterIn);
+    container.CreateParameter<TpParameterNumeric<double>>("UpperBound")->Bind(&m_dUpperBound, kParameterIn);
+    auto* pRange = container.CreateParameter<TpParameterEnumPointer<EDataRangeType>>("Data Output Range");
+    pRange->Bind(&m_eDataRange, kParameterIn);
+    pRange->AddEntry(DataDependent, "DataDependent");
+    pRange->AddEntry(InputDependent, "InputDependent");
+    pRange->AddEntry(UserDependent, "UserDependent");
+}
+
+int32_t ClIpSubtract::Calculate(const ClImage& in1, const ClImage& in2, ClImage& out, int32_t nWidth,
+                                int32_t nHeight, int32_t nPlanes1, int32_t nPlanes2, int32_t nIn1Start,
+                                int32_t nIn1Stride, int32_t nIn2Start, int32_t nIn2Stride, int32_t nOutStart,
+                                int32_t nOutStride)
+{
+    const TwoToOne::StOverlap overlap = MakeOverlap(nWidth, nHeight, nPlanes1, nPlanes2, nIn1Start, nIn1Stride,
+                                                    nIn2Start, nIn2Stride, nOutStart, nOutStride);
+    if (TwoToOne::TablePathApplies(in1, in2, overlap))
+        return CalculateByTable(in1, in2, out, overlap);
+    return Subtract::SubtractDirect(in1, in2, out, overlap, m_eDataRange, m_dLowerBound, m_dUpperBound)
+               ? 0
+               : ZRT_ERROR_INTERNAL;
+}
+
+double ClIpSubtract::CalculatePixel(const ClImage& /*in1*/, const ClImage& /*in2*/, const ClImage& out, double a,
+                                    double b)
+{
+    return Subtract::SubtractPixel(a, b, out);
+}
