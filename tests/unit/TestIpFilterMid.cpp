@@ -5,8 +5,10 @@
 
 #include <gtest/gtest.h>
 
+#include "Exception.h"
 #include "RandomSamples.h"
 #include "imaging/IpFilterMid.h"
+#include "imaging/SampleDispatch.h"
 
 namespace {
 
@@ -164,6 +166,112 @@ TEST(IpFilterMid, DirectedMeanFollowsTheFieldAndShortensNearBorders)
                 }
                 ASSERT_EQ(out.At(x, y), nSum / (2 * nReach + 1)) << x << "," << y;
             }
+    }
+}
+
+// An image holding the samples of a test plane.
+template <typename T>
+void ImageOf(const TpTestPlane<T>& plane, ClImage& image)
+{
+    image.Create(SampleTypeOf<T>(), plane.nWidth, plane.nHeight, 1, 0, 0, true);
+    for (int32_t y = 0; y < plane.nHeight; ++y)
+        std::copy_n(&plane.At(0, y), plane.nWidth, SamplesOf<T>(image) + y * image.SampleStride());
+}
+
+template <typename T>
+bool SameSamples(const ClImage& image, const TpTestPlane<T>& plane)
+{
+    for (int32_t y = 0; y < plane.nHeight; ++y)
+        for (int32_t x = 0; x < plane.nWidth; ++x)
+            if (SamplesOf<T>(image)[y * image.SampleStride() + x] != plane.At(x, y))
+                return false;
+    return true;
+}
+
+template <typename TCall>
+int32_t FailureCode(TCall call)
+{
+    try {
+        call();
+    } catch (const ClException& ex) {
+        return ex.GetCode();
+    }
+    return 0;
+}
+
+TEST(IpFilterMid, ProcessorAdaptsTheWidthAndRoutesByTypeAndMode)
+{
+    // Width 4 runs as 5 and stays 5.
+    const TpTestPlane<uint8_t> plane = RandomPlane<uint8_t>(20, 20, 31, 0);
+    ClImage in;
+    ImageOf(plane, in);
+    ClImage out;
+    ClIpFilterMid mean;
+    ASSERT_EQ(mean.Run(&in, &out, 4), 0);
+    EXPECT_EQ(mean.GetFilterWidth(), 5);
+    TpTestPlane<uint8_t> expected = EmptyPlaneLike(plane);
+    FilterMid::MeanXY8(plane.Data(), plane.nStride, expected.Data(), expected.nStride, 20, 20, 2);
+    EXPECT_TRUE(SameSamples(out, expected));
+
+    // A square window larger than the image copies it.
+    ASSERT_EQ(mean.Run(&in, &out, 21), 0);
+    EXPECT_TRUE(SameSamples(out, plane));
+
+    // Along the rows a width not below the image's becomes the longest odd
+    // width below it: 20 wide, 25 runs as 19.
+    mean.SetMode(ClIpFilterBase::eModeX);
+    ASSERT_EQ(mean.Run(&in, &out, 25), 0);
+    EXPECT_EQ(mean.GetFilterWidth(), 19);
+    FilterMid::MeanX(plane.Data(), plane.nStride, expected.Data(), expected.nStride, 20, 20, 9);
+    EXPECT_TRUE(SameSamples(out, expected));
+
+    // Other types: X, then Y on its result, each truncating.
+    const TpTestPlane<int16_t> plane16 = RandomPlane<int16_t>(13, 11, 32, 0);
+    ClImage in16;
+    ImageOf(plane16, in16);
+    mean.SetMode(ClIpFilterBase::eModeXY);
+    ASSERT_EQ(mean.Run(&in16, &out, 5), 0);
+    TpTestPlane<int16_t> alongRows = EmptyPlaneLike(plane16);
+    TpTestPlane<int16_t> both = EmptyPlaneLike(plane16);
+    FilterMid::MeanX(plane16.Data(), plane16.nStride, alongRows.Data(), alongRows.nStride, 13, 11, 2);
+    FilterMid::MeanY(alongRows.Data(), alongRows.nStride, both.Data(), both.nStride, 13, 11, 2);
+    EXPECT_TRUE(SameSamples(out, both));
+
+    // The input as its own output is refused unless the width copies.
+    EXPECT_EQ(mean.Run(&in, &in, 5), ZRT_ERROR_BITMAP_PTR);
+    EXPECT_TRUE(SameSamples(in, plane));
+    EXPECT_EQ(mean.Run(&in, &in, 1), 0);
+
+    // A mode outside the five, for the 8-bit dispatch and for the others.
+    mean.SetMode(ClIpFilterBase::EFilterMode(5));
+    EXPECT_EQ(FailureCode([&] { mean.Run(&in, &out, 5); }), ZRT_ERROR_PARAM_OUT_OF_RANGE);
+    EXPECT_EQ(FailureCode([&] { mean.Run(&in16, &out, 5); }), ZRT_ERROR_PARAM_OUT_OF_RANGE);
+    mean.SetMode(ClIpFilterBase::eModeDirected);
+    EXPECT_EQ(FailureCode([&] { mean.Run(&in, &out, 5); }), ZRT_ERROR_BAD_POINTER);
+    EXPECT_EQ(mean.Run(&in16, &out, 5), ZRT_ERROR_FORMAT_NOTSUPPORTED);
+}
+
+TEST(IpFilterMid, ColourImagesAreFilteredPlaneByPlane)
+{
+    ClImage colour;
+    colour.Create(ClImage::uint8, 17, 9, 3, 0, 0, true);
+    for (int32_t y = 0; y < 9; ++y)
+        for (int32_t i = 0; i < 17 * 3; ++i)
+            colour.Data()[y * colour.Stride() + i] = uint8_t((i * 29 + y * 53) % 256);
+    ClImage out;
+    ClIpFilterMid mean;
+    ASSERT_EQ(mean.Run(&colour, &out, 5), 0);
+    EXPECT_EQ(out.Planes(), 3);
+    EXPECT_EQ(out.Content(), ClImage::eRGB);
+    for (int32_t p = 0; p < 3; ++p) {
+        ClImage plane;
+        ClImage filtered;
+        ClImage::GetPlane(colour, p, plane);
+        ClIpFilterMid planeMean;
+        ASSERT_EQ(planeMean.Run(&plane, &filtered, 5), 0);
+        for (int32_t y = 0; y < 9; ++y)
+            for (int32_t x = 0; x < 17; ++x)
+                ASSERT_EQ(out.Data()[y * out.Stride() + 3 * x + p], filtered.Data()[y * filtered.Stride() + x]);
     }
 }
 

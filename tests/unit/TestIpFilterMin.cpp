@@ -2,11 +2,14 @@
 #include <algorithm>
 #include <cstdint>
 #include <limits>
+#include <string>
 
 #include <gtest/gtest.h>
 
+#include "Exception.h"
 #include "RandomSamples.h"
 #include "imaging/IpFilterMin.h"
+#include "imaging/SampleDispatch.h"
 
 namespace {
 
@@ -69,6 +72,37 @@ TEST(IpFilterMin, WindowsWiderThanTheImageTakeTheWholeLine)
     for (int32_t y = 0; y < in.nHeight; ++y)
         for (int32_t x = 0; x < in.nWidth; ++x)
             ASSERT_EQ(out.At(x, y), *std::min_element(&in.At(0, y), &in.At(0, y) + in.nWidth));
+}
+
+TEST(IpFilterMin, ProcessorWantsAnOddWidthAndBothImages)
+{
+    ClImage in;
+    in.Create(ClImage::uint16, 9, 7, 1, 0, 0, true);
+    for (int32_t i = 0; i < 9 * 7; ++i)
+        SamplesOf<uint16_t>(in)[(i / 9) * in.SampleStride() + i % 9] = uint16_t(1000 - i);
+    ClImage out;
+    ClIpFilterMin minimum;
+    ASSERT_EQ(minimum.Run(&in, &out, 3, ClIpFilterBase::eModeXY), 0);
+    // The rising minimum towards the bottom right: the window's corner below and to the right.
+    EXPECT_EQ(SamplesOf<uint16_t>(out)[2 * out.SampleStride() + 3], 1000 - (3 * 9 + 4));
+    EXPECT_EQ(SamplesOf<uint16_t>(out)[6 * out.SampleStride() + 8], 1000 - 62);
+
+    try {
+        minimum.Run(&in, &out, 4, ClIpFilterBase::eModeXY);
+        ADD_FAILURE() << "even width accepted";
+    } catch (const ClException& ex) {
+        EXPECT_EQ(ex.GetCode(), ZRT_ERROR_INVALID_PARAMETER);
+        EXPECT_NE(std::string(ex.GetText()).find("Filter width has to be odd."), std::string::npos);
+    }
+    // Width 1 copies before the test.
+    EXPECT_EQ(minimum.Run(&in, &out, 1, ClIpFilterBase::eModeXY), 0);
+    try {
+        minimum.Run(&in, nullptr, 3, ClIpFilterBase::eModeX);
+        ADD_FAILURE() << "no output accepted";
+    } catch (const ClException& ex) {
+        EXPECT_EQ(ex.GetCode(), ZRT_ERROR_BAD_POINTER);
+    }
+    EXPECT_EQ(minimum.Run(&in, &out, 3, ClIpFilterBase::eModeDirected), ZRT_ERROR_FORMAT_NOTSUPPORTED);
 }
 
 }  // namespace

@@ -2,11 +2,14 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <string>
 
 #include <gtest/gtest.h>
 
+#include "Exception.h"
 #include "RandomSamples.h"
 #include "imaging/IpFilterVariance.h"
+#include "imaging/SampleDispatch.h"
 
 namespace {
 
@@ -98,6 +101,46 @@ TEST(IpFilterVariance, OtherTypePairsFollowTheSameWindows)
     // One-pixel windows of an integer output give 0 instead of dividing by zero.
     FilterVariance::Variance<uint8_t, int32_t>(small.Data(), small.nStride, asInt.Data(), asInt.nStride, 11, 9, 0);
     EXPECT_EQ(asInt.At(5, 5), 0);
+}
+
+TEST(IpFilterVariance, ProcessorShapesTheOutputAndRefusesColourImages)
+{
+    ClImage in;
+    in.Create(ClImage::uint8, 12, 10, 1, 5, 6, true);
+    for (int32_t i = 0; i < 120; ++i)
+        in.Data()[(i / 12) * in.Stride() + i % 12] = uint8_t(i * 7);
+    ClImage out(3, 3);
+    ClIpFilterVariance variance;
+    variance.SetFilterWidth(5);
+    ASSERT_EQ(variance.Run(&in, &out), 0);
+    EXPECT_EQ(out.DataType(), ClImage::double64);
+    EXPECT_EQ(out.Width(), 12);
+    EXPECT_EQ(out.AuxY(), 6);
+    TpTestPlane<uint8_t> plane;
+    plane.nWidth = 12;
+    plane.nHeight = 10;
+    plane.nStride = in.Stride();
+    plane.aSamples.assign(in.Data(), in.Data() + in.Stride() * 10);
+    EXPECT_EQ(SamplesOf<double>(out)[4 * out.SampleStride() + 7], DirectVariance(plane, 7, 4, 2));
+
+    // The input as its own output, and an output type of its own.
+    variance.SetOutImageType(ClImage::float32);
+    ASSERT_EQ(variance.Run(&in, &in), 0);
+    EXPECT_EQ(in.DataType(), ClImage::float32);
+    variance.SetOutImageType(ClImage::default_);
+    EXPECT_EQ(variance.Run(&in, &out), ZRT_ERROR_FORMAT_NOTSUPPORTED);
+
+    ClImage colour;
+    colour.Create(ClImage::uint8, 4, 4, 3, 0, 0, true);
+    variance.SetInImage(&colour);
+    EXPECT_FALSE(variance.CanProcess());
+    try {
+        variance.Run(&colour, &out);
+        ADD_FAILURE() << "colour image accepted";
+    } catch (const ClException& ex) {
+        EXPECT_EQ(ex.GetCode(), ZRT_ERROR_INVALID_PARAMETER);
+        EXPECT_NE(std::string(ex.GetText()).find("Input image has too many planes."), std::string::npos);
+    }
 }
 
 }  // namespace
