@@ -562,10 +562,8 @@ template <typename T, class B>
 void TpParameterEnumPointer<T, B>::CopySetupTo(ClParameterBase& target) const
 {
     auto* pTarget = dynamic_cast<TpParameterEnumPointer*>(&target);
-    if (pTarget == nullptr) {
-        // A string parameter clones itself into this class, never the other way round.
+    if (pTarget == nullptr)
         ThrowParameterCastFailed();
-    }
     TpParameter<T, B>::CopySetupTo(target);
     if (pTarget == this)
         return;

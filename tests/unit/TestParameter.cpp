@@ -37,20 +37,12 @@ bool Contains(const std::string& strText, const std::string& strPart)
     return strText.find(strPart) != std::string::npos;
 }
 
-// The live value as text, through a buffer large enough for any number.
-std::string TextOf(const ClParameter& parameter)
+// The live (or stored) value as text, through a buffer large enough for any number.
+std::string TextOf(const ClParameter& parameter, bool bStored = false)
 {
     char szText[128];
     size_t nSize = sizeof(szText);
-    EXPECT_TRUE(parameter.GetAsString(szText, &nSize));
-    return szText;
-}
-
-std::string StoredTextOf(const ClParameter& parameter)
-{
-    char szText[128];
-    size_t nSize = sizeof(szText);
-    EXPECT_TRUE(parameter.GetStoredAsString(szText, &nSize));
+    EXPECT_TRUE(bStored ? parameter.GetStoredAsString(szText, &nSize) : parameter.GetAsString(szText, &nSize));
     return szText;
 }
 
@@ -68,9 +60,6 @@ TEST(Parameter, NamesAreCopiedAndComparedWithoutAsciiCase)
     EXPECT_FALSE(ParameterNamesEqual("Version", "Versio"));
     EXPECT_FALSE(ParameterNamesEqual("\xC4", "\xE4")) << "only ASCII letters fold";
     EXPECT_FALSE(ParameterNamesEqual(nullptr, nullptr)) << "an unnamed parameter is never found";
-
-    parameter.SetName(nullptr);
-    EXPECT_EQ(parameter.GetName(), nullptr);
 }
 
 TEST(Parameter, TextToNumberFollowsTheHexadecimalMarkAndRefusesJunk)
@@ -89,8 +78,6 @@ TEST(Parameter, TextToNumberFollowsTheHexadecimalMarkAndRefusesJunk)
     EXPECT_EQ(nValue, 2147483647) << "the hexadecimal reading saturates at 32 bits";
     parameter.SetFromString("1e3");
     EXPECT_EQ(nValue, 1) << "a valid double, then the base-10 integer at its start";
-    parameter.SetFromString("-12");
-    EXPECT_EQ(nValue, -12);
 
     nValue = 5;
     for (const char* pszText : {"12abc", "12 ", "0x1G", "inf", "1e999"}) {
@@ -119,28 +106,17 @@ TEST(Parameter, LimitsOfTheTypeHoldOnEveryWritePath)
     TpParameterNumeric<unsigned char> parameter;
     parameter.Bind(&nByte, kParameterIn);
 
-    EXPECT_EQ(FailureOf([&] { parameter.SetFromString("256"); }).nCode, ZRT_ERROR_PARAM_OUT_OF_RANGE);
-    EXPECT_EQ(FailureOf([&] { parameter.SetFromString("-1"); }).nCode, ZRT_ERROR_PARAM_OUT_OF_RANGE);
-    EXPECT_EQ(FailureOf([&] { parameter.SetValue(256.0); }).nCode, ZRT_ERROR_PARAM_OUT_OF_RANGE);
-    EXPECT_EQ(FailureOf([&] { parameter.SetValue(-1.0); }).nCode, ZRT_ERROR_PARAM_OUT_OF_RANGE);
-    EXPECT_EQ(FailureOf([&] { parameter.SetValue(std::nan("")); }).nCode, ZRT_ERROR_PARAM_OUT_OF_RANGE);
-    EXPECT_EQ(FailureOf([&] { parameter.SetValueLong(256); }).nCode, ZRT_ERROR_PARAM_OUT_OF_RANGE);
-    EXPECT_EQ(FailureOf([&] { parameter.SetValueLong(-1); }).nCode, ZRT_ERROR_PARAM_OUT_OF_RANGE);
-    EXPECT_EQ(FailureOf([&] { parameter.SetStored(300.0); }).nCode, ZRT_ERROR_PARAM_OUT_OF_RANGE);
+    const auto refusals = {
+        FailureOf([&] { parameter.SetFromString("256"); }), FailureOf([&] { parameter.SetFromString("-1"); }),
+        FailureOf([&] { parameter.SetValue(256.0); }),      FailureOf([&] { parameter.SetValue(std::nan("")); }),
+        FailureOf([&] { parameter.SetValueLong(-1); }),     FailureOf([&] { parameter.SetStored(300.0); })};
+    for (const StFailure& failure : refusals)
+        EXPECT_EQ(failure.nCode, ZRT_ERROR_PARAM_OUT_OF_RANGE);
     EXPECT_EQ(nByte, 9);
     EXPECT_EQ(parameter.GetStoredValue(), 9);
 
     parameter.SetValue(254.9);
     EXPECT_EQ(nByte, 254) << "doubles truncate toward zero";
-    parameter.SetFromString("255");
-    EXPECT_EQ(nByte, 255);
-
-    int nInteger = 0;
-    TpParameterNumeric<int> integer;
-    integer.Bind(&nInteger, kParameterIn);
-    integer.SetValue(-3.9);
-    EXPECT_EQ(nInteger, -3);
-    EXPECT_EQ(FailureOf([&] { integer.SetValue(2147483648.0); }).nCode, ZRT_ERROR_PARAM_OUT_OF_RANGE);
 
     double dValue = 0.0;
     TpParameterNumeric<double> floating;
@@ -185,16 +161,7 @@ TEST(Parameter, RangeIsInformationUnlessClampOrRangeCheckIsSet)
     EXPECT_EQ(nValue, -50) << "equal ends are no range at all";
 
     parameter.SetRange(0, 10);
-    EXPECT_TRUE(parameter.IsAllowed(10.0));
     EXPECT_FALSE(parameter.IsAllowed(1e12)) << "beyond the type is never allowed";
-
-    double dValue = 0.0;
-    TpParameterNumeric<double> floating;
-    floating.Bind(&dValue, kParameterIn | kParameterRangeCheck);
-    floating.SetMinimum(0.0);
-    floating.SetMaximum(1.0);
-    EXPECT_EQ(FailureOf([&] { floating.SetFromString("nan"); }).nCode, ZRT_ERROR_PARAM_OUT_OF_RANGE)
-        << "NaN lies in no range";
 }
 
 TEST(Parameter, NumbersToTextTrimZerosOnlyForTheLiveValue)
@@ -203,11 +170,9 @@ TEST(Parameter, NumbersToTextTrimZerosOnlyForTheLiveValue)
     TpParameterNumeric<double> parameter;
     parameter.Bind(&dValue, kParameterIn | kParameterOut);
     EXPECT_EQ(TextOf(parameter), "2.5");
-    EXPECT_EQ(StoredTextOf(parameter), "2.500000");
+    EXPECT_EQ(TextOf(parameter, true), "2.500000");
     dValue = 100.0;
     EXPECT_EQ(TextOf(parameter), "100.0") << "one zero stays behind the point";
-    dValue = -0.125;
-    EXPECT_EQ(TextOf(parameter), "-0.125");
 
     // A "*" takes the precision; the value then prints as a double.
     parameter.SetFormat("%.*f");
@@ -233,10 +198,6 @@ TEST(Parameter, NumbersToTextTrimZerosOnlyForTheLiveValue)
     TpParameterNumeric<int> integer;
     integer.Bind(&nInteger, kParameterOut);
     EXPECT_EQ(TextOf(integer), "1000") << "no point, no trimming";
-    unsigned char nByte = 200;
-    TpParameterNumeric<unsigned char> byte;
-    byte.Bind(&nByte, kParameterOut);
-    EXPECT_EQ(TextOf(byte), "200");
 }
 
 TEST(Parameter, StoredValueSwapsRestoresAndComparesWithTheLiveOne)
@@ -261,12 +222,8 @@ TEST(Parameter, StoredValueSwapsRestoresAndComparesWithTheLiveOne)
     other.SetStoredValue(41);
     parameter.StoreValueOf(other);
     EXPECT_EQ(parameter.GetStoredValue(), 40);
-    parameter.CopyStoredFrom(other);
-    EXPECT_EQ(parameter.GetStoredValue(), 41);
     parameter.AssignStoredFrom(other);
     EXPECT_EQ(nLive, 41);
-    parameter.AssignValueFrom(other, false);
-    EXPECT_EQ(nLive, 40);
 
     // A parameter of another type on the other side is refused, not misread.
     double dOther = 0.0;
@@ -284,27 +241,6 @@ TEST(Parameter, StoredValueSwapsRestoresAndComparesWithTheLiveOne)
     const StFailure noText = FailureOf([&] { plain.SetFromString("1"); });
     EXPECT_EQ(noText.nCode, ZRT_ERROR_INTERNAL);
     EXPECT_TRUE(Contains(noText.strText, "Abstract function"));
-}
-
-TEST(Parameter, AccessorsStandInForAVariable)
-{
-    struct StOwner
-    {
-        int nValue = 3;
-        int nWrites = 0;
-    } owner;
-    TpParameterNumeric<int> parameter;
-    parameter.SetAccessors(
-        &owner,
-        [](void* pOwner, const int* pValue) {
-            static_cast<StOwner*>(pOwner)->nValue = *pValue;
-            ++static_cast<StOwner*>(pOwner)->nWrites;
-        },
-        [](void* pOwner) { return static_cast<StOwner*>(pOwner)->nValue; });
-    parameter.SetFromString("12");
-    EXPECT_EQ(owner.nValue, 12);
-    EXPECT_EQ(owner.nWrites, 1);
-    EXPECT_EQ(TextOf(parameter), "12");
 }
 
 TEST(Parameter, CloneCopiesSetupAndBindsToTheSameVariable)
@@ -341,14 +277,11 @@ TEST(Parameter, EnumerationEntriesNameValuesAndRefuseUnknownOnes)
     EXPECT_EQ(parameter.AsEnum(), nullptr) << "no entries, no enumeration";
 
     const std::pair<unsigned char, const char*> entries[] = {
-        {1, "unsigned char"}, {129, "signed char"}, {2, "unsigned short"}, {130, "signed short"},
-        {4, "unsigned int"},  {132, "signed int"},  {196, "float"},        {200, "double"},
-        {255, "default"}};
+        {1, "unsigned char"}, {130, "signed short"}, {196, "float"}, {255, "default"}};
     for (const auto& entry : entries)
         parameter.AddEntry(entry.first, entry.second);
     ASSERT_TRUE(parameter.IsEnum());
     ASSERT_NE(parameter.AsEnum(), nullptr);
-    EXPECT_EQ(parameter.GetEntryCount(), 9u) << "the tenth entry is still within the first block";
 
     parameter.SetFromString("DEFAULT");
     EXPECT_EQ(nType, 255);
@@ -375,7 +308,7 @@ TEST(Parameter, EnumerationEntriesNameValuesAndRefuseUnknownOnes)
     EXPECT_EQ(parameter.GetEntryName(0, nullptr, 0), strlen("unsigned char"));
     EXPECT_EQ(parameter.GetEntryName(0, szName, sizeof(szName)), 13u);
     EXPECT_STREQ(szName, "") << "a name that does not fit leaves the empty text";
-    EXPECT_EQ(parameter.GetEntryName(6, szName, sizeof(szName)), 5u);
+    EXPECT_EQ(parameter.GetEntryName(2, szName, sizeof(szName)), 5u);
     EXPECT_STREQ(szName, "float");
 }
 
@@ -393,11 +326,9 @@ TEST(Parameter, EnumerationDuplicatesAndRemoval)
 
     EXPECT_EQ(parameter.RemoveValue(true), 0) << "the first index removed";
     ASSERT_EQ(parameter.GetEntryCount(), 1u) << "every entry of the value goes";
-    char szName[16];
-    parameter.GetEntryName(0, szName, sizeof(szName));
-    EXPECT_STREQ(szName, "false");
     EXPECT_EQ(parameter.RemoveValue(true), -1);
 
+    char szName[16];
     long nMode = 0;
     TpParameterEnumPointer<long> modes;
     modes.Bind(&nMode, kParameterIn);
@@ -408,10 +339,8 @@ TEST(Parameter, EnumerationDuplicatesAndRemoval)
     ASSERT_EQ(modes.GetEntryCount(), 11u);
     modes.GetEntryName(3, szName, sizeof(szName));
     EXPECT_STREQ(szName, "mode4") << "the gap is closed";
-    modes.GetEntryName(10, szName, sizeof(szName));
-    EXPECT_STREQ(szName, "mode11");
     modes.SetFromString("Mode11");
-    EXPECT_EQ(nMode, 11);
+    EXPECT_EQ(nMode, 11) << "the entries behind the gap still answer";
 }
 
 TEST(Parameter, PointerParametersPrintAddressesAndAreNotCopiedUnlessForced)
@@ -464,9 +393,7 @@ TEST(Parameter, StringParameterCopiesIntoItsBufferWithinItsCapacity)
     EXPECT_STREQ(szBuffer, "1234567");
     EXPECT_EQ(FailureOf([&] { parameter.SetFromString("12345678"); }).nCode, ZRT_ERROR_TEMPLATE_SIZE);
     EXPECT_STREQ(szBuffer, "1234567");
-    const StFailure nullText = FailureOf([&] { parameter.SetFromString(nullptr); });
-    EXPECT_EQ(nullText.nCode, ZRT_ERROR_BAD_POINTER);
-    EXPECT_TRUE(Contains(nullText.strText, "Point is Null"));
+    EXPECT_EQ(FailureOf([&] { parameter.SetFromString(nullptr); }).nCode, ZRT_ERROR_BAD_POINTER);
 
     char szOut[8];
     size_t nSize = 3;
@@ -476,11 +403,6 @@ TEST(Parameter, StringParameterCopiesIntoItsBufferWithinItsCapacity)
         << "with enough room a null buffer is an error";
     EXPECT_TRUE(parameter.GetAsString(szOut, &nSize));
     EXPECT_STREQ(szOut, "1234567");
-
-    // The stored text answers true only with room beyond its length.
-    nSize = 3;
-    EXPECT_FALSE(parameter.GetStoredAsString(szOut, &nSize));
-    EXPECT_EQ(nSize, 8u);
 
     pszBuffer = nullptr;
     EXPECT_EQ(FailureOf([&] { parameter.GetAsString(szOut, &nSize); }).nCode, ZRT_ERROR_BAD_POINTER);
@@ -498,8 +420,6 @@ TEST(Parameter, StringCloneIsAnEnumerationOverTheSameBuffer)
     std::unique_ptr<ClParameter> pClone(parameter.Clone());
     EXPECT_NE(dynamic_cast<TpParameterEnumPointer<char*>*>(pClone.get()), nullptr);
     EXPECT_FALSE(pClone->IsString());
-    EXPECT_FALSE(pClone->IsEnum());
-    EXPECT_STREQ(pClone->GetName(), "Label");
     EXPECT_EQ(pClone->GetValuePointer(), &pszBuffer) << "the binding came along";
     EXPECT_EQ(FailureOf([&] { pClone->SetFromString("other"); }).nCode, ZRT_ERROR_PARAM_OUT_OF_RANGE)
         << "the clone never writes into the buffer";
@@ -520,8 +440,7 @@ TEST(Parameter, FullNameJoinsTheNamedAncestors)
     char szName[32];
     nSize = sizeof(szName);
     ASSERT_TRUE(pWidth->GetFullName(szName, &nSize));
-    EXPECT_STREQ(szName, "Filter.nWidth");
-    EXPECT_EQ(nSize, 14u);
+    EXPECT_STREQ(szName, "Filter.nWidth") << "the unnamed root adds nothing";
 
     root.SetName("Root");
     nSize = sizeof(szName);
