@@ -43,3 +43,52 @@ private:
     // A divisor of 1 has no 64-bit reciprocal; 0 never reaches a divider.
     bool m_bIdentity = true;
 };
+
+// Window sums along a line by differences of prefix sums: pWindow[x] is the
+// sum of pValues over x - h to x + h, cut at the line's ends. pPrefix has
+// nLength + 1 entries. The prefix sums wrap in 32 bits; a difference is right
+// whenever the window's own sum fits 32 bits. The loop over the windows that
+// are not cut has no tests and no dependence from one pixel to the next, so
+// that it runs on several pixels at a time.
+inline void WindowSumsFromPrefix(const uint32_t* pPrefix, uint32_t* pWindow, int32_t nLength, int32_t nHalf)
+{
+    const int32_t nLeftEnd = std::min(nHalf, nLength);
+    int32_t x = 0;
+    for (; x < nLeftEnd; ++x)
+        pWindow[x] = pPrefix[std::min<int64_t>(nLength, int64_t(x) + nHalf + 1)];
+    const int32_t nInteriorEnd = nLength - nHalf;
+    const uint32_t* pUpper = pPrefix + nHalf + 1;
+    const uint32_t* pLower = pPrefix - nHalf;
+    for (; x < nInteriorEnd; ++x)
+        pWindow[x] = pUpper[x] - pLower[x];
+    for (; x < nLength; ++x)
+        pWindow[x] = pPrefix[nLength] - pPrefix[std::max(0, x - nHalf)];
+}
+
+inline void WindowSumsByPrefix(const uint32_t* pValues, uint32_t* pPrefix, uint32_t* pWindow, int32_t nLength,
+                               int32_t nHalf)
+{
+    pPrefix[0] = 0;
+    for (int32_t x = 0; x < nLength; ++x)
+        pPrefix[x + 1] = pPrefix[x] + pValues[x];
+    WindowSumsFromPrefix(pPrefix, pWindow, nLength, nHalf);
+}
+
+// The same for two lines at once, whose prefix sums then run side by side.
+inline void WindowSumsByPrefix2(const uint32_t* pValuesA, const uint32_t* pValuesB, uint32_t* pPrefixA,
+                                uint32_t* pPrefixB, uint32_t* pWindowA, uint32_t* pWindowB, int32_t nLength,
+                                int32_t nHalf)
+{
+    uint32_t nSumA = 0;
+    uint32_t nSumB = 0;
+    pPrefixA[0] = 0;
+    pPrefixB[0] = 0;
+    for (int32_t x = 0; x < nLength; ++x) {
+        nSumA += pValuesA[x];
+        nSumB += pValuesB[x];
+        pPrefixA[x + 1] = nSumA;
+        pPrefixB[x + 1] = nSumB;
+    }
+    WindowSumsFromPrefix(pPrefixA, pWindowA, nLength, nHalf);
+    WindowSumsFromPrefix(pPrefixB, pWindowB, nLength, nHalf);
+}

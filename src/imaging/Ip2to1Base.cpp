@@ -322,11 +322,12 @@ int32_t ClIp2to1Base::Calculate(const ClImage& in1, const ClImage& in2, ClImage&
 {
     const TwoToOne::StOverlap overlap = MakeOverlap(nWidth, nHeight, nPlanes1, nPlanes2, nIn1Start, nIn1Stride,
                                                     nIn2Start, nIn2Stride, nOutStart, nOutStride);
+    const auto pixel = [&](double a, double b) { return CalculatePixel(in1, in2, out, a, b); };
+    bool bKnown = false;
     if (m_bUseTable && in1.DataType() == ClImage::uint8 && in2.DataType() == ClImage::uint8)
-        return CalculateByTable(in1, in2, out, overlap);
-    const bool bKnown = TwoToOne::RunPixelPath(in1, in2, out, overlap, [&](double a, double b) {
-        return CalculatePixel(in1, in2, out, a, b);
-    });
+        bKnown = TwoToOne::RunTablePath(in1, in2, out, overlap, pixel);
+    else
+        bKnown = TwoToOne::RunPixelPath(in1, in2, out, overlap, pixel);
     return bKnown ? 0 : ZRT_ERROR_INTERNAL;
 }
 
@@ -334,15 +335,6 @@ double ClIp2to1Base::CalculatePixel(const ClImage& /*in1*/, const ClImage& /*in2
                                     double /*a*/, double /*b*/)
 {
     return 0.0;
-}
-
-int32_t ClIp2to1Base::CalculateByTable(const ClImage& in1, const ClImage& in2, ClImage& out,
-                                       const TwoToOne::StOverlap& overlap)
-{
-    const bool bKnown = TwoToOne::RunTablePath(in1, in2, out, overlap, [&](double a, double b) {
-        return CalculatePixel(in1, in2, out, a, b);
-    });
-    return bKnown ? 0 : ZRT_ERROR_INTERNAL;
 }
 
 int32_t ClIp2to1Base::Run(ClImage* pInImage1, ClImage* pInImage2, ClImage* pOutImage,

@@ -166,6 +166,49 @@ bool RunTablePath(const ClImage& in1, const ClImage& in2, ClImage& out, const St
     });
 }
 
+// How the result of a pair operation depends on its two samples.
+enum class EPairShape
+{
+    eAny,         // on both in any way
+    eDifference,  // on a - b alone
+    eSum          // on a + b alone
+};
+
+// The table path for an operation whose result depends on a - b or on a + b
+// alone. The 65536 entries of its table then hold only 511 different values,
+// one per diagonal: the operation runs once per diagonal, and every pair is
+// looked up in that line of 511 results, which stays in the first-level
+// cache. The results are those of RunTablePath; inputs whose range does not
+// span the whole 8-bit range, or a signed input 1, take RunTablePath itself.
+template <typename TPairOperation>
+bool RunTablePathOnDiagonals(const ClImage& in1, const ClImage& in2, ClImage& out, const StOverlap& overlap,
+                             EPairShape eShape, TPairOperation&& pairOperation)
+{
+    const auto spansAll = [](const ClImage& image) {
+        return image.DataType() == ClImage::uint8 && image.Min() <= 0.0 && image.Max() >= 255.0;
+    };
+    if (eShape == EPairShape::eAny || !spansAll(in1) || !spansAll(in2))
+        return RunTablePath(in1, in2, out, overlap, pairOperation);
+    const bool bDifference = eShape == EPairShape::eDifference;
+    return VisitSampleType(out.DataType(), [&](auto outTag) {
+        using TOut = typename decltype(outTag)::Type;
+        // Entry k holds the result for a - b = k - 255, or for a + b = k.
+        TOut aLine[511];
+        for (int32_t k = 0; k < 511; ++k) {
+            const int32_t a = bDifference ? std::max(0, k - 255) : std::min(k, 255);
+            const int32_t b = bDifference ? a - (k - 255) : k - a;
+            aLine[k] = DoubleToSample<TOut>(pairOperation(double(a), double(b)));
+        }
+        const TOut* pLine = aLine;
+        if (bDifference)
+            ForEachOverlapPair(SamplesOf<uint8_t>(in1), SamplesOf<uint8_t>(in2), SamplesOf<TOut>(out), overlap,
+                               [pLine](uint8_t a, uint8_t b) { return pLine[int32_t(a) - int32_t(b) + 255]; });
+        else
+            ForEachOverlapPair(SamplesOf<uint8_t>(in1), SamplesOf<uint8_t>(in2), SamplesOf<TOut>(out), overlap,
+                               [pLine](uint8_t a, uint8_t b) { return pLine[int32_t(a) + int32_t(b)]; });
+    });
+}
+
 // The generic path: pairOperation on every overlap pair as doubles, the
 // result converted to the output's sample type. Returns false for a type
 // outside the eight.
@@ -225,9 +268,6 @@ protected:
     static TwoToOne::StOverlap MakeOverlap(int32_t nWidth, int32_t nHeight, int32_t nPlanes1, int32_t nPlanes2,
                                            int32_t nIn1Start, int32_t nIn1Stride, int32_t nIn2Start,
                                            int32_t nIn2Stride, int32_t nOutStart, int32_t nOutStride);
-    // The table path over CalculatePixel; -101 for an output type outside the eight.
-    int32_t CalculateByTable(const ClImage& in1, const ClImage& in2, ClImage& out,
-                             const TwoToOne::StOverlap& overlap);
 
     ClImage* m_pInImage1 = nullptr;  // not owned
     ClImage* m_pInImage2 = nullptr;  // not owned

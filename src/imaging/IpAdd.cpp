@@ -122,8 +122,12 @@ int32_t ClIpAdd::Calculate(const ClImage& in1, const ClImage& in2, ClImage& out,
 {
     const TwoToOne::StOverlap overlap = MakeOverlap(nWidth, nHeight, nPlanes1, nPlanes2, nIn1Start, nIn1Stride,
                                                     nIn2Start, nIn2Stride, nOutStart, nOutStride);
-    if (TwoToOne::TablePathApplies(in1, in2, overlap))
-        return CalculateByTable(in1, in2, out, overlap);
+    if (TwoToOne::TablePathApplies(in1, in2, overlap)) {
+        const bool bKnown = TwoToOne::RunTablePathOnDiagonals(
+            in1, in2, out, overlap, TwoToOne::EPairShape::eSum,
+            [&](double a, double b) { return CalculatePixel(in1, in2, out, a, b); });
+        return bKnown ? 0 : ZRT_ERROR_INTERNAL;
+    }
     return Add::AddDirect(in1, in2, out, overlap, m_eMode) ? 0 : ZRT_ERROR_INTERNAL;
 }
 

@@ -85,6 +85,23 @@ void MeanRow8(const uint32_t* pSums, uint8_t* pOutRow, int32_t nWidth, int32_t n
         cutStep(x);
 }
 
+// The mean of 8-bit samples by a float division, truncated. Exact: a window
+// of d pixels sums to at most 255 d, below 2^24 and so a float; the quotient
+// is below 256, where floats lie 2^-16 apart, and a quotient that is not a
+// whole number lies at least 1/d below the next one, more than the rounding
+// can bridge while d < 2^17. kLargestFloatDivisor keeps both conditions.
+constexpr int64_t kLargestFloatDivisor = 65536;
+
+void MeanRowByFloat8(const uint32_t* pWindow, const int32_t* pColumns, int32_t nRows, uint8_t* pOutRow,
+                     int32_t nWidth)
+{
+    const float fRows = static_cast<float>(nRows);
+    for (int32_t x = 0; x < nWidth; ++x)
+        pOutRow[x] = static_cast<uint8_t>(
+            static_cast<int32_t>(static_cast<float>(static_cast<int32_t>(pWindow[x])) /
+                                 (static_cast<float>(pColumns[x]) * fRows)));
+}
+
 }  // namespace
 
 void MeanXY8(const uint8_t* pIn, int32_t nInStride, uint8_t* pOut, int32_t nOutStride, int32_t nWidth,
@@ -92,7 +109,24 @@ void MeanXY8(const uint8_t* pIn, int32_t nInStride, uint8_t* pOut, int32_t nOutS
 {
     if (nWidth <= 0 || nHeight <= 0 || nHalf < 0)
         return;
-    const int32_t nLargestColumns = static_cast<int32_t>(std::min<int64_t>(2 * int64_t(nHalf) + 1, nWidth));
+    const int64_t nLargestColumns = std::min<int64_t>(2 * int64_t(nHalf) + 1, nWidth);
+    const int64_t nLargestRows = std::min<int64_t>(2 * int64_t(nHalf) + 1, nHeight);
+    if (nLargestColumns * nLargestRows <= kLargestFloatDivisor) {
+        // Window sums by prefix differences and a float division per pixel,
+        // both running on several pixels at a time.
+        std::vector<uint32_t> aPrefix = AllocateWorkBuffer<uint32_t>(size_t(nWidth) + 1);
+        std::vector<uint32_t> aWindow = AllocateWorkBuffer<uint32_t>(size_t(nWidth));
+        std::vector<int32_t> aColumns = AllocateWorkBuffer<int32_t>(size_t(nWidth));
+        for (int32_t x = 0; x < nWidth; ++x)
+            aColumns[x] = CutWindowCount(x, nWidth, nHalf);
+        SlideColumnSums8(pIn, nInStride, nWidth, nHeight, nHalf,
+                         [&](int32_t y, const uint32_t* pSums, int32_t nRows) {
+                             WindowSumsByPrefix(pSums, aPrefix.data(), aWindow.data(), nWidth, nHalf);
+                             MeanRowByFloat8(aWindow.data(), aColumns.data(), nRows,
+                                             pOut + int64_t(y) * nOutStride, nWidth);
+                         });
+        return;
+    }
     // Dividers by the number of window columns, for the present row count;
     // the row count changes only in the first and last h rows.
     std::vector<ClExactDivider> aDividers = AllocateWorkBuffer<ClExactDivider>(size_t(nLargestColumns) + 1);
@@ -292,12 +326,23 @@ int32_t ClIpFilterMid::FilterLines(bool bAlongRows)
     if (in.Data() == nullptr || out.Data() == nullptr)
         return 0;
     const int32_t nHalf = m_nFilterWidth / 2;
-    if (bAlongRows)
-        FilterMid::MeanX(SamplesOf<T>(in), in.SampleStride(), SamplesOf<T>(out), out.SampleStride(), in.Width(),
-                         in.Height(), nHalf);
-    else
-        FilterMid::MeanY(SamplesOf<T>(in), in.SampleStride(), SamplesOf<T>(out), out.SampleStride(), in.Width(),
-                         in.Height(), nHalf);
+    const auto filter = [&](auto sumTag) {
+        using TSum = typename decltype(sumTag)::Type;
+        if (bAlongRows)
+            FilterMid::MeanX<T, TSum>(SamplesOf<T>(in), in.SampleStride(), SamplesOf<T>(out), out.SampleStride(),
+                                      in.Width(), in.Height(), nHalf);
+        else
+            FilterMid::MeanY<T, TSum>(SamplesOf<T>(in), in.SampleStride(), SamplesOf<T>(out), out.SampleStride(),
+                                      in.Width(), in.Height(), nHalf);
+    };
+    // Windows of 16-bit samples that sum within 32 bits take the faster divider.
+    if constexpr (std::is_same<T, uint16_t>::value) {
+        if (2 * int64_t(nHalf) + 1 <= FilterMid::kLargestNarrowWindow16) {
+            filter(StSampleTag<uint32_t>());
+            return 0;
+        }
+    }
+    filter(StSampleTag<FilterMid::MeanSum<T>>());
     return 0;
 }
 

@@ -34,22 +34,26 @@ struct TpMeanSum
 template <typename T>
 using MeanSum = typename TpMeanSum<T>::Type;
 
+// 16-bit samples of a window of up to this many pixels sum within 32 bits,
+// and their means can go through the multiplying divider too.
+constexpr int64_t kLargestNarrowWindow16 = 65537;
+
 // The mean of a window of a fixed pixel count, truncated toward zero for
-// integer samples. The 8-bit sums go through the multiplying divider.
-template <typename T>
+// integer samples. Sums in 32 unsigned bits go through the multiplying divider.
+template <typename T, typename TSum = MeanSum<T>>
 class TpMeanDivisor
 {
 public:
     explicit TpMeanDivisor(int32_t nCount) : m_nCount(nCount), m_Divider(static_cast<uint32_t>(nCount)) {}
 
-    T Mean(MeanSum<T> sum) const
+    T Mean(TSum sum) const
     {
-        if constexpr (std::is_same<T, uint8_t>::value)
+        if constexpr (std::is_same<TSum, uint32_t>::value)
             return static_cast<T>(m_Divider.Divide(sum));
         else if constexpr (std::is_floating_point<T>::value)
             return DoubleToSample<T>(sum / m_nCount);
         else
-            return static_cast<T>(sum / static_cast<MeanSum<T>>(m_nCount));
+            return static_cast<T>(sum / static_cast<TSum>(m_nCount));
     }
 
 private:
@@ -58,10 +62,10 @@ private:
 };
 
 // Divisors for every window size from 0 to nLargest pixels.
-template <typename T>
-std::vector<TpMeanDivisor<T>> MakeDivisors(int32_t nLargest)
+template <typename T, typename TSum = MeanSum<T>>
+std::vector<TpMeanDivisor<T, TSum>> MakeDivisors(int32_t nLargest)
 {
-    std::vector<TpMeanDivisor<T>> aDivisors;
+    std::vector<TpMeanDivisor<T, TSum>> aDivisors;
     try {
         aDivisors.reserve(static_cast<size_t>(nLargest) + 1);
     } catch (const std::exception&) {
@@ -75,19 +79,19 @@ std::vector<TpMeanDivisor<T>> MakeDivisors(int32_t nLargest)
 // Box mean along the rows: each output pixel is the mean of the pixels x - h
 // to x + h of its row, cut at the row's ends. Strides are in samples; in and
 // out must not overlap.
-template <typename T>
+template <typename T, typename TSum = MeanSum<T>>
 void MeanX(const T* pIn, int32_t nInStride, T* pOut, int32_t nOutStride, int32_t nWidth, int32_t nHeight,
            int32_t nHalf)
 {
     if (nWidth <= 0 || nHeight <= 0 || nHalf < 0)
         return;
     const int32_t nLargest = static_cast<int32_t>(std::min<int64_t>(2 * int64_t(nHalf) + 1, nWidth));
-    const std::vector<TpMeanDivisor<T>> aDivisors = MakeDivisors<T>(nLargest);
+    const std::vector<TpMeanDivisor<T, TSum>> aDivisors = MakeDivisors<T, TSum>(nLargest);
     const int64_t nFirstWindowEnd = std::min<int64_t>(nHalf, nWidth - 1);
     for (int32_t y = 0; y < nHeight; ++y) {
         const T* pRow = pIn + int64_t(y) * nInStride;
         T* pOutRow = pOut + int64_t(y) * nOutStride;
-        MeanSum<T> sum = 0;
+        TSum sum = 0;
         for (int64_t i = 0; i <= nFirstWindowEnd; ++i)
             sum += pRow[i];
         for (int32_t x = 0; x < nWidth; ++x) {
@@ -104,13 +108,13 @@ void MeanX(const T* pIn, int32_t nInStride, T* pOut, int32_t nOutStride, int32_t
 
 // Box mean along the columns. One sum per column slides down the image, so
 // the image is read row by row.
-template <typename T>
+template <typename T, typename TSum = MeanSum<T>>
 void MeanY(const T* pIn, int32_t nInStride, T* pOut, int32_t nOutStride, int32_t nWidth, int32_t nHeight,
            int32_t nHalf)
 {
     if (nWidth <= 0 || nHeight <= 0 || nHalf < 0)
         return;
-    std::vector<MeanSum<T>> aColumnSums = AllocateWorkBuffer<MeanSum<T>>(static_cast<size_t>(nWidth), 0);
+    std::vector<TSum> aColumnSums = AllocateWorkBuffer<TSum>(static_cast<size_t>(nWidth), 0);
     auto addRow = [&](int64_t nRow) {
         const T* pRow = pIn + nRow * nInStride;
         for (int32_t x = 0; x < nWidth; ++x)
@@ -125,7 +129,7 @@ void MeanY(const T* pIn, int32_t nInStride, T* pOut, int32_t nOutStride, int32_t
     for (int64_t r = 0; r <= nFirstWindowEnd; ++r)
         addRow(r);
     for (int32_t y = 0; y < nHeight; ++y) {
-        const TpMeanDivisor<T> divisor(CutWindowCount(y, nHeight, nHalf));
+        const TpMeanDivisor<T, TSum> divisor(CutWindowCount(y, nHeight, nHalf));
         T* pOutRow = pOut + int64_t(y) * nOutStride;
         for (int32_t x = 0; x < nWidth; ++x)
             pOutRow[x] = divisor.Mean(aColumnSums[x]);

@@ -11,67 +11,62 @@ void Variance8ToDouble(const uint8_t* pIn, int32_t nInStride, double* pOut, int3
 {
     if (nWidth <= 0 || nHeight <= 0 || nHalf < 0)
         return;
-    // Column sums of the window's rows, then per output row the window sums
-    // along the row, and last the formula over the whole row, which the
-    // compiler can run on two doubles at a time.
-    std::vector<int32_t> aColumnSums = AllocateWorkBuffer<int32_t>(size_t(nWidth), 0);
-    std::vector<int32_t> aColumnSquares = AllocateWorkBuffer<int32_t>(size_t(nWidth), 0);
-    std::vector<double> aSums = AllocateWorkBuffer<double>(size_t(nWidth));
-    std::vector<double> aSquares = AllocateWorkBuffer<double>(size_t(nWidth));
-    std::vector<double> aColumns = AllocateWorkBuffer<double>(size_t(nWidth));
-    int32_t* pColumnSums = aColumnSums.data();
-    int32_t* pColumnSquares = aColumnSquares.data();
+    // Column sums of the window's rows slide down the image; per output row
+    // the window sums along the row come from prefix differences, and the
+    // formula runs over the whole row. All three loops run on several pixels
+    // at a time.
+    std::vector<uint32_t> aColumnSums = AllocateWorkBuffer<uint32_t>(size_t(nWidth), 0);
+    std::vector<uint32_t> aColumnSquares = AllocateWorkBuffer<uint32_t>(size_t(nWidth), 0);
+    std::vector<uint32_t> aPrefix = AllocateWorkBuffer<uint32_t>(size_t(nWidth) + 1);
+    std::vector<uint32_t> aPrefixSquares = AllocateWorkBuffer<uint32_t>(size_t(nWidth) + 1);
+    std::vector<uint32_t> aSums = AllocateWorkBuffer<uint32_t>(size_t(nWidth));
+    std::vector<uint32_t> aSquares = AllocateWorkBuffer<uint32_t>(size_t(nWidth));
+    std::vector<int32_t> aColumns = AllocateWorkBuffer<int32_t>(size_t(nWidth));
+    uint32_t* pColumnSums = aColumnSums.data();
+    uint32_t* pColumnSquares = aColumnSquares.data();
     for (int32_t x = 0; x < nWidth; ++x)
         aColumns[x] = CutWindowCount(x, nWidth, nHalf);
 
-    auto addRow = [&](int64_t nRow, int32_t nSign) {
+    auto addRow = [&](int64_t nRow) {
         const uint8_t* pRow = pIn + nRow * nInStride;
         for (int32_t x = 0; x < nWidth; ++x) {
-            const int32_t nValue = pRow[x];
-            pColumnSums[x] += nSign * nValue;
-            pColumnSquares[x] += nSign * nValue * nValue;
+            const uint32_t nValue = pRow[x];
+            pColumnSums[x] += nValue;
+            pColumnSquares[x] += nValue * nValue;
+        }
+    };
+    auto subtractRow = [&](int64_t nRow) {
+        const uint8_t* pRow = pIn + nRow * nInStride;
+        for (int32_t x = 0; x < nWidth; ++x) {
+            const uint32_t nValue = pRow[x];
+            pColumnSums[x] -= nValue;
+            pColumnSquares[x] -= nValue * nValue;
         }
     };
     const int64_t nFirstY = std::min<int64_t>(nHalf, nHeight - 1);
     for (int64_t r = 0; r <= nFirstY; ++r)
-        addRow(r, 1);
-    const int64_t nFirstX = std::min<int64_t>(nHalf, nWidth - 1);
+        addRow(r);
     for (int32_t y = 0; y < nHeight; ++y) {
-        int32_t nSum = 0;
-        int32_t nSquares = 0;
-        for (int64_t i = 0; i <= nFirstX; ++i) {
-            nSum += pColumnSums[i];
-            nSquares += pColumnSquares[i];
-        }
-        for (int32_t x = 0; x < nWidth; ++x) {
-            aSums[x] = nSum;
-            aSquares[x] = nSquares;
-            const int64_t nEntering = int64_t(x) + nHalf + 1;
-            if (nEntering < nWidth) {
-                nSum += pColumnSums[nEntering];
-                nSquares += pColumnSquares[nEntering];
-            }
-            if (x >= nHalf) {
-                nSum -= pColumnSums[x - nHalf];
-                nSquares -= pColumnSquares[x - nHalf];
-            }
-        }
+        WindowSumsByPrefix2(pColumnSums, pColumnSquares, aPrefix.data(), aPrefixSquares.data(), aSums.data(),
+                            aSquares.data(), nWidth, nHalf);
         const double dRows = CutWindowCount(y, nHeight, nHalf);
         double* pOutRow = pOut + int64_t(y) * nOutStride;
-        const double* pSums = aSums.data();
-        const double* pSquares = aSquares.data();
-        const double* pColumns = aColumns.data();
+        const uint32_t* pSums = aSums.data();
+        const uint32_t* pSquares = aSquares.data();
+        const int32_t* pColumns = aColumns.data();
         for (int32_t x = 0; x < nWidth; ++x) {
-            // n as the integer it is, then as double: cols * rows is exact.
+            // The window sums are below 2^31; n = columns * rows is exact.
+            const double dSum = static_cast<int32_t>(pSums[x]);
+            const double dSquares = static_cast<int32_t>(pSquares[x]);
             const double dCount = pColumns[x] * dRows;
-            pOutRow[x] = (pSquares[x] - pSums[x] * pSums[x] / dCount) / (dCount - 1.0);
+            pOutRow[x] = (dSquares - dSum * dSum / dCount) / (dCount - 1.0);
         }
         const int64_t nEntering = int64_t(y) + nHalf + 1;
         if (nEntering < nHeight)
-            addRow(nEntering, 1);
+            addRow(nEntering);
         const int64_t nLeaving = int64_t(y) - nHalf;
         if (nLeaving >= 0)
-            addRow(nLeaving, -1);
+            subtractRow(nLeaving);
     }
 }
 

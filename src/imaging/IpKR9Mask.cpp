@@ -253,14 +253,28 @@ void ClIpKR9Mask::GetCentralRange(const ClImage& image, T& min, T& max, int32_t 
         nStart = std::max<int64_t>(nStart, 0);
         nEnd = std::min(nEnd, nSamples);
     }
+    // A sample replaces an extreme only when it lies strictly beyond it. The
+    // extremes stay in locals: written through the references they could
+    // alias the samples and would be stored at every step.
+    T lowest = min;
+    T highest = max;
     const T* pSamples = SamplesOf<T>(image);
-    for (int64_t i = nStart; i < nEnd; ++i) {
-        const T value = pSamples[i];
-        if (value < min)
-            min = value;
-        if (value > max)
-            max = value;
+    if constexpr (std::is_floating_point<T>::value) {
+        for (int64_t i = nStart; i < nEnd; ++i) {
+            if (pSamples[i] < lowest)
+                lowest = pSamples[i];
+            if (pSamples[i] > highest)
+                highest = pSamples[i];
+        }
+    } else {
+        // The same for integers, without branches.
+        for (int64_t i = nStart; i < nEnd; ++i) {
+            lowest = std::min(lowest, pSamples[i]);
+            highest = std::max(highest, pSamples[i]);
+        }
     }
+    min = lowest;
+    max = highest;
 }
 
 void ClIpKR9Mask::FindExtremes(const ClImage& image, double& dMin, double& dMax, int32_t nWindow)
@@ -557,7 +571,10 @@ void ClIpKR9Mask::Compose(ClImage& out, const ClImage& mask, const ClImage& sour
         const T* pMask = SamplesOf<T>(mask);
         const T* pSource = SamplesOf<T>(source);
         T* pOut = SamplesOf<T>(out);
-        for (int64_t i = 0; i < nSamples; ++i)
-            pOut[i] = pMask[i] != 0 ? pSource[i] : T(255);
+        // Both samples are read always, so that the choice needs no branch.
+        for (int64_t i = 0; i < nSamples; ++i) {
+            const T source = pSource[i];
+            pOut[i] = pMask[i] != 0 ? source : T(255);
+        }
     });
 }

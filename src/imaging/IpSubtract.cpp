@@ -94,8 +94,12 @@ int32_t ClIpSubtract::Calculate(const ClImage& in1, const ClImage& in2, ClImage&
 {
     const TwoToOne::StOverlap overlap = MakeOverlap(nWidth, nHeight, nPlanes1, nPlanes2, nIn1Start, nIn1Stride,
                                                     nIn2Start, nIn2Stride, nOutStart, nOutStride);
-    if (TwoToOne::TablePathApplies(in1, in2, overlap))
-        return CalculateByTable(in1, in2, out, overlap);
+    if (TwoToOne::TablePathApplies(in1, in2, overlap)) {
+        const bool bKnown = TwoToOne::RunTablePathOnDiagonals(
+            in1, in2, out, overlap, TwoToOne::EPairShape::eDifference,
+            [&](double a, double b) { return CalculatePixel(in1, in2, out, a, b); });
+        return bKnown ? 0 : ZRT_ERROR_INTERNAL;
+    }
     return Subtract::SubtractDirect(in1, in2, out, overlap, m_eDataRange, m_dLowerBound, m_dUpperBound)
                ? 0
                : ZRT_ERROR_INTERNAL;

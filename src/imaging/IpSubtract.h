@@ -26,7 +26,8 @@ bool SubtractDirect(const ClImage& in1, const ClImage& in2, ClImage& out, const 
                     int32_t nDataRange, double dLowerBound, double dUpperBound);
 
 // One pair as doubles, the way the table is built: a - b limited to the
-// output's range, whatever the data range setting says.
+// output's range, whatever the data range setting says. A function of a - b
+// alone, which lets the table be built from its 511 diagonals.
 double SubtractPixel(double a, double b, const ClImage& out);
 
 }  // namespace Subtract
@@ -53,7 +54,8 @@ public:
     int32_t Calculate(const ClImage& in1, const ClImage& in2, ClImage& out, int32_t nWidth, int32_t nHeight,
                       int32_t nPlanes1, int32_t nPlanes2, int32_t nIn1Start, int32_t nIn1Stride, int32_t nIn2Start,
                       int32_t nIn2Stride, int32_t nOutStart, int32_t nOutStride) override;
-    double CalculatePixel(const ClImage& in1, const ClImage& in2, const ClImage& out, double a, double b) override;
+    // Final, so that the table of 65536 pairs is built without a virtual call per pair.
+    double CalculatePixel(const ClImage& in1, const ClImage& in2, const ClImage& out, double a, double b) final;
 
     void SetDataRange(EDataRangeType eDataRange) { m_eDataRange = eDataRange; }
     void SetBounds(double dLowerBound, double dUpperBound)

@@ -65,6 +65,19 @@ TEST(Ip2to1Base, EightBitResultsBelowAndAboveTheTableLimit)
         subtract.SetDataRange(ClIpSubtract::InputDependent);
         EXPECT_EQ(PairResult<uint8_t>(subtract, 10, 20, nSize, ClImage::default_), nSize == 10 ? 1 : 0);
     }
+
+    // A signed input 1: the members send a negative difference to the low
+    // limit, the table limits it to the output's range only.
+    for (int32_t nSize : {10, 400}) {
+        ClImage in1;
+        ClImage in2;
+        ClImage out;
+        FillSamples<int8_t>(in1, ClImage::int8, nSize, nSize, 1, -10);
+        FillSamples<uint8_t>(in2, ClImage::uint8, nSize, nSize, 1, 20);
+        ClIpSubtract subtract;
+        ASSERT_EQ(subtract.Run(&in1, &in2, &out, ClImage::default_), 0);
+        EXPECT_EQ(SampleAt<int8_t>(out, 3, 3), nSize == 10 ? -128 : -30) << nSize;
+    }
 }
 
 TEST(Ip2to1Base, BoundsAndTypesOfTheOutput)

@@ -51,16 +51,16 @@ void ExpectDirectMean(const TpTestPlane<T>& in, const TpTestPlane<T>& out, int32
         }
 }
 
-template <typename T>
+template <typename T, typename TSum = FilterMid::MeanSum<T>>
 void CheckLineMeansOfAllWidths()
 {
     const TpTestPlane<T> in = RandomPlane<T>(37, 29, 17);
     for (int32_t nWidth = 1; nWidth <= 61; ++nWidth) {
         const int32_t nHalf = nWidth / 2;
         TpTestPlane<T> out = EmptyPlaneLike(in);
-        FilterMid::MeanX(in.Data(), in.nStride, out.Data(), out.nStride, in.nWidth, in.nHeight, nHalf);
+        FilterMid::MeanX<T, TSum>(in.Data(), in.nStride, out.Data(), out.nStride, in.nWidth, in.nHeight, nHalf);
         ExpectDirectMean(in, out, nHalf, 0, "X");
-        FilterMid::MeanY(in.Data(), in.nStride, out.Data(), out.nStride, in.nWidth, in.nHeight, nHalf);
+        FilterMid::MeanY<T, TSum>(in.Data(), in.nStride, out.Data(), out.nStride, in.nWidth, in.nHeight, nHalf);
         ExpectDirectMean(in, out, 0, nHalf, "Y");
     }
 }
@@ -70,6 +70,7 @@ TEST(IpFilterMid, LineMeansMatchDirectWindowSumsForEveryTypeAndWidth)
     CheckLineMeansOfAllWidths<uint8_t>();
     CheckLineMeansOfAllWidths<int8_t>();
     CheckLineMeansOfAllWidths<uint16_t>();
+    CheckLineMeansOfAllWidths<uint16_t, uint32_t>();
     CheckLineMeansOfAllWidths<int16_t>();
     CheckLineMeansOfAllWidths<uint32_t>();
     CheckLineMeansOfAllWidths<int32_t>();
