@@ -166,10 +166,9 @@ bool RunTablePath(const ClImage& in1, const ClImage& in2, ClImage& out, const St
     });
 }
 
-// How the result of a pair operation depends on its two samples.
+// What the result of a pair operation depends on.
 enum class EPairShape
 {
-    eAny,         // on both in any way
     eDifference,  // on a - b alone
     eSum          // on a + b alone
 };
@@ -187,7 +186,7 @@ bool RunTablePathOnDiagonals(const ClImage& in1, const ClImage& in2, ClImage& ou
     const auto spansAll = [](const ClImage& image) {
         return image.DataType() == ClImage::uint8 && image.Min() <= 0.0 && image.Max() >= 255.0;
     };
-    if (eShape == EPairShape::eAny || !spansAll(in1) || !spansAll(in2))
+    if (!spansAll(in1) || !spansAll(in2))
         return RunTablePath(in1, in2, out, overlap, pairOperation);
     const bool bDifference = eShape == EPairShape::eDifference;
     return VisitSampleType(out.DataType(), [&](auto outTag) {

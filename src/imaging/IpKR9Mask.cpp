@@ -167,25 +167,16 @@ int32_t ClIpKR9Mask::Process()
     m_pOutImage->Create(ClImage::uint8, nWidth, nHeight, 1, 0, 0, true);
     aResult.Create(ClImage::uint8, nWidth, nHeight, 1, 0, 0, true);
 
-    ClImage* pOutImage = m_pOutImage;
-    ClImage* pInImage = m_pInImage;
-    m_pInImage = &input;
-    int32_t nStatus = 0;
-    try {
-        nStatus = eInType == ClImage::uint8 ? ProcessEightBit(*pOutImage, aWork, aFeature, aResult)
-                                            : ProcessSixteenBit(*pOutImage, aWork, aFeature, aResult);
-    } catch (...) {
-        m_pInImage = pInImage;
-        throw;
-    }
-    m_pInImage = pInImage;
-    return nStatus;
+    if (eInType == ClImage::uint8)
+        return ProcessEightBit(input, *m_pOutImage, aWork, aFeature, aResult);
+    return ProcessSixteenBit(input, *m_pOutImage, aWork, aFeature, aResult);
 }
 
-int32_t ClIpKR9Mask::ProcessEightBit(ClImage& out, ClImage& aWork, ClImage& aFeature, ClImage& aResult)
+int32_t ClIpKR9Mask::ProcessEightBit(ClImage& in, ClImage& out, ClImage& aWork, ClImage& aFeature,
+                                     ClImage& aResult)
 {
     ClIpInvert invert;
-    invert.Run(m_pInImage, &aWork);
+    invert.Run(&in, &aWork);
     // The background removal leaves an 8-bit image as it is, and the two
     // inversions cancel: aWork is the frame again. The steps stay, as the
     // pipeline is defined by them.
@@ -198,18 +189,18 @@ int32_t ClIpKR9Mask::ProcessEightBit(ClImage& out, ClImage& aWork, ClImage& aFea
     return EnhanceContrast(aResult, out);
 }
 
-int32_t ClIpKR9Mask::ProcessSixteenBit(ClImage& out, ClImage& aWork, ClImage& aFeature, ClImage& aResult)
+int32_t ClIpKR9Mask::ProcessSixteenBit(ClImage& in, ClImage& out, ClImage& aWork, ClImage& aFeature,
+                                       ClImage& aResult)
 {
     ClIpStretchRangeGlobal stretch;
     ClIpSetBorder border;
-    const ClImage& in = *m_pInImage;
 
     ClImage aPrepared;
     aPrepared.Create(in.DataType(), in.Width(), in.Height(), 1, 0, 0, true);
     {
         ClImage filtered;
         ClIpFilterMid preFilter;
-        preFilter.Run(m_pInImage, &filtered, m_nPreFilterWidth);
+        preFilter.Run(&in, &filtered, m_nPreFilterWidth);
         aPrepared = filtered;
     }
     RemoveBackground(aPrepared, aPrepared, m_nFilterWidth, false);

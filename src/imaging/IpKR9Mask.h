@@ -38,8 +38,9 @@ protected:
     void CheckInputType() override;
 
 private:
-    int32_t ProcessEightBit(ClImage& out, ClImage& aWork, ClImage& aFeature, ClImage& aResult);
-    int32_t ProcessSixteenBit(ClImage& out, ClImage& aWork, ClImage& aFeature, ClImage& aResult);
+    // The two paths, from the input frame to the output and m_Mask.
+    int32_t ProcessEightBit(ClImage& in, ClImage& out, ClImage& aWork, ClImage& aFeature, ClImage& aResult);
+    int32_t ProcessSixteenBit(ClImage& in, ClImage& out, ClImage& aWork, ClImage& aFeature, ClImage& aResult);
 
     // The stages, each dispatched over the sample types it exists for.
     // Smallest and largest sample of the central run of (window / 2 * 2)^2

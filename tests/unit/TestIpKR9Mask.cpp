@@ -186,33 +186,6 @@ Frame8 ReferenceCompose(const Frame8& mask, const Frame8& source)
     return out;
 }
 
-// Saturating subtraction of two 8-bit (or 16-bit) frames, as the background removal does it.
-template <typename T>
-TpFrame<T> SubtractSaturating(const TpFrame<T>& a, const TpFrame<T>& b)
-{
-    TpFrame<T> out = SameShape(a);
-    for (size_t i = 0; i < a.aSamples.size(); ++i)
-        out.aSamples[i] = a.aSamples[i] > b.aSamples[i] ? T(a.aSamples[i] - b.aSamples[i]) : T(0);
-    return out;
-}
-
-// The mean of 16-bit frames runs in X and then in Y, each truncating.
-Frame16 ReferenceLineMean(const Frame16& in, int32_t nHalfX, int32_t nHalfY);
-
-template <typename T>
-TpFrame<T> ReferenceRemoveBackground(const TpFrame<T>& in)
-{
-    TpFrame<T> smooth;
-    if constexpr (sizeof(T) == 1)
-        smooth = ReferenceSquareMean(in, 15);
-    else
-        smooth = ReferenceLineMean(ReferenceLineMean(in, 7, 0), 0, 7);
-    TpFrame<T> constant = SameShape(in);
-    std::fill(constant.aSamples.begin(), constant.aSamples.end(),
-              *std::min_element(smooth.aSamples.begin(), smooth.aSamples.end()));
-    return SubtractSaturating(in, SubtractSaturating(constant, smooth));
-}
-
 Frame8 ReferenceEnhanceContrast(const Frame8& in)
 {
     std::vector<uint8_t> aSorted = in.aSamples;
@@ -247,7 +220,8 @@ void ReferencePipeline8(const Frame8& frame, Frame8& output, Frame8& mask)
     Frame8 work = SameShape(frame);
     for (size_t i = 0; i < frame.aSamples.size(); ++i)
         work.aSamples[i] = uint8_t(255 - frame.aSamples[i]);
-    work = ReferenceRemoveBackground(work);
+    // The background removal subtracts a background that saturates to 0
+    // (its minimum less itself): the frame stays as it is.
     for (uint8_t& sample : work.aSamples)
         sample = uint8_t(255 - sample);
     const Frame8 feature = ReferenceThreshold(ReferenceVarianceImage(work, 15, 150, 3000), 15, 0.3, 45);
@@ -258,8 +232,7 @@ void ReferencePipeline8(const Frame8& frame, Frame8& output, Frame8& mask)
 void ReferencePipeline16(const Frame16& frame, Frame8& output, Frame8& mask)
 {
     // 3 wide, in X and then in Y, each truncating.
-    Frame16 prepared = ReferenceLineMean(ReferenceLineMean(frame, 1, 0), 0, 1);
-    prepared = ReferenceRemoveBackground(prepared);
+    const Frame16 prepared = ReferenceLineMean(ReferenceLineMean(frame, 1, 0), 0, 1);
 
     const auto extremes = std::minmax_element(prepared.aSamples.begin(), prepared.aSamples.end());
     const double dRange = std::min(std::max(double(*extremes.second) - double(*extremes.first), 1.0), 65536.0);
