@@ -96,16 +96,59 @@ void MinX(const T* pIn, int32_t nInStride, T* pOut, int32_t nOutStride, int32_t 
         MinLine(pIn + int64_t(y) * nInStride, 1, pOut + int64_t(y) * nOutStride, 1, nWidth, nHalf, work);
 }
 
-// Minimum along the columns; in and out may be the same samples.
+// Minimum along the columns; in and out may be the same samples. The same
+// block minima as along the rows, but over whole rows of a strip of columns
+// at a time, so that the image is read row by row and each step covers many
+// pixels.
 template <typename T>
 void MinY(const T* pIn, int32_t nInStride, T* pOut, int32_t nOutStride, int32_t nWidth, int32_t nHeight, int32_t nHalf)
 {
     if (nWidth <= 0 || nHeight <= 0 || nHalf < 0)
         return;
     nHalf = EffectiveHalf(nHalf, nHeight);
-    TpMinLineWork<T> work(nHeight, nHalf);
-    for (int32_t x = 0; x < nWidth; ++x)
-        MinLine(pIn + x, nInStride, pOut + x, nOutStride, nHeight, nHalf, work);
+    constexpr int32_t kStrip = 64;
+    const int64_t nBlock = 2 * int64_t(nHalf) + 1;
+    const int64_t nPadded = int64_t(nHeight) + 2 * nHalf;
+    std::vector<T> aPrefix = AllocateWorkBuffer<T>(size_t(nPadded) * kStrip);
+    std::vector<T> aSuffix = AllocateWorkBuffer<T>(size_t(nPadded) * kStrip);
+    const std::vector<T> aOutside = AllocateWorkBuffer<T>(kStrip, Largest<T>());
+    for (int32_t x0 = 0; x0 < nWidth; x0 += kStrip) {
+        const int32_t nColumns = std::min(kStrip, nWidth - x0);
+        // Row p of the padded strip: h rows of Largest() above and below the image.
+        auto padded = [&](int64_t p) {
+            const int64_t y = p - nHalf;
+            return (y < 0 || y >= nHeight) ? aOutside.data() : pIn + y * nInStride + x0;
+        };
+        auto prefixRow = [&](int64_t p) { return aPrefix.data() + p * kStrip; };
+        auto suffixRow = [&](int64_t p) { return aSuffix.data() + p * kStrip; };
+        for (int64_t nStart = 0; nStart < nPadded; nStart += nBlock) {
+            const int64_t nEnd = std::min(nStart + nBlock, nPadded);
+            std::copy_n(padded(nStart), nColumns, prefixRow(nStart));
+            for (int64_t p = nStart + 1; p < nEnd; ++p) {
+                const T* pPrevious = prefixRow(p - 1);
+                const T* pRow = padded(p);
+                T* pPrefix = prefixRow(p);
+                for (int32_t x = 0; x < nColumns; ++x)
+                    pPrefix[x] = std::min(pPrevious[x], pRow[x]);
+            }
+            std::copy_n(padded(nEnd - 1), nColumns, suffixRow(nEnd - 1));
+            for (int64_t p = nEnd - 2; p >= nStart; --p) {
+                const T* pNext = suffixRow(p + 1);
+                const T* pRow = padded(p);
+                T* pSuffix = suffixRow(p);
+                for (int32_t x = 0; x < nColumns; ++x)
+                    pSuffix[x] = std::min(pNext[x], pRow[x]);
+            }
+        }
+        // Every input row of the strip has been read: the output may be the input.
+        for (int32_t y = 0; y < nHeight; ++y) {
+            const T* pSuffix = suffixRow(y);
+            const T* pPrefix = prefixRow(y + 2 * int64_t(nHalf));
+            T* pOutRow = pOut + int64_t(y) * nOutStride + x0;
+            for (int32_t x = 0; x < nColumns; ++x)
+                pOutRow[x] = std::min(pSuffix[x], pPrefix[x]);
+        }
+    }
 }
 
 }  // namespace FilterMin

