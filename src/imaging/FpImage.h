@@ -61,6 +61,18 @@ public:
     void Reset();
     // Sets Min() and Max() to the range the sample type allows; NaN for no type.
     void SetRange(EDataType eDataType);
+    // Sets Min() and Max() to a range of the caller's, as a subtraction with
+    // bounds of its own does for its output.
+    void SetValueRange(double dMin, double dMax)
+    {
+        m_dMin = dMin;
+        m_dMax = dMax;
+    }
+    // Says what the planes mean where the plane count alone does not (a
+    // 3-plane HSV image rather than RGB).
+    void SetContent(EContent eContent) { m_eContent = eContent; }
+    // Carries a tag over to an image made by another route than CreateLike.
+    void SetAuxTag(int32_t nAuxTag) { m_nAuxTag = nAuxTag; }
 
     // Same type, geometry and carried values, aligned; samples are not copied.
     void CreateLike(const ClImage& source);

@@ -1,0 +1,188 @@
+// Two-image arithmetic: overlap and offsets, saturation bounds, the dispatch
+// over sample types, and the 8-bit table path with its differences.
+#include <cstdint>
+#include <cstring>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "Exception.h"
+#include "imaging/IpAdd.h"
+#include "imaging/IpSubtract.h"
+#include "imaging/SampleDispatch.h"
+
+namespace {
+
+template <typename T>
+ClImage& FillSamples(ClImage& image, ClImage::EDataType eType, int32_t nWidth, int32_t nHeight, int32_t nPlanes,
+                     T value)
+{
+    image.Create(eType, nWidth, nHeight, nPlanes, 0, 0, true);
+    for (int32_t y = 0; y < nHeight; ++y)
+        for (int32_t i = 0; i < nWidth * nPlanes; ++i)
+            SamplesOf<T>(image)[y * image.SampleStride() + i] = value;
+    return image;
+}
+
+template <typename T>
+T SampleAt(const ClImage& image, int32_t x, int32_t y, int32_t p = 0)
+{
+    return SamplesOf<T>(image)[y * image.SampleStride() + x * image.Planes() + p];
+}
+
+// Result at (0, 0) of a over b on images of nSize x nSize, run through the processor.
+template <typename TOut>
+TOut PairResult(ClIp2to1Base& processor, uint8_t a, uint8_t b, int32_t nSize, ClImage::EDataType eOutType)
+{
+    ClImage in1;
+    ClImage in2;
+    ClImage out;
+    FillSamples<uint8_t>(in1, ClImage::uint8, nSize, nSize, 1, a);
+    FillSamples<uint8_t>(in2, ClImage::uint8, nSize, nSize, 1, b);
+    EXPECT_EQ(processor.Run(&in1, &in2, &out, eOutType), 0);
+    EXPECT_EQ(out.DataType(), eOutType == ClImage::default_ ? ClImage::uint8 : eOutType);
+    EXPECT_EQ(SampleAt<TOut>(out, nSize - 1, nSize - 1), SampleAt<TOut>(out, 0, 0));
+    return SampleAt<TOut>(out, 0, 0);
+}
+
+TEST(Ip2to1Base, EightBitResultsBelowAndAboveTheTableLimit)
+{
+    // 10 x 10 runs the per-type members, 400 x 400 (above 90000 pixels) the table.
+    for (int32_t nSize : {10, 400}) {
+        SCOPED_TRACE(nSize);
+        ClIpSubtract subtract;
+        EXPECT_EQ(PairResult<uint8_t>(subtract, 10, 20, nSize, ClImage::default_), 0);
+        EXPECT_EQ(PairResult<uint8_t>(subtract, 20, 10, nSize, ClImage::default_), 10);
+        ClIpAdd add;
+        EXPECT_EQ(PairResult<uint8_t>(add, 200, 100, nSize, ClImage::default_), 150);
+        EXPECT_EQ(PairResult<uint8_t>(add, 201, 100, nSize, ClImage::default_), 150);
+        add.SetMode(ClIpAdd::ModeCut);
+        EXPECT_EQ(PairResult<uint8_t>(add, 200, 100, nSize, ClImage::default_), 255);
+        // The table knows no Enlarge: it writes 0 where the members add.
+        add.SetMode(ClIpAdd::ModeEnlarge);
+        EXPECT_EQ(PairResult<uint16_t>(add, 200, 100, nSize, ClImage::uint16), nSize == 10 ? 300 : 0);
+        // Input-dependent bounds of an 8-bit output: low is -255 cut to a byte, 1.
+        subtract.SetDataRange(ClIpSubtract::InputDependent);
+        EXPECT_EQ(PairResult<uint8_t>(subtract, 10, 20, nSize, ClImage::default_), nSize == 10 ? 1 : 0);
+    }
+
+    // A signed input 1: the members send a negative difference to the low
+    // limit, the table limits it to the output's range only.
+    for (int32_t nSize : {10, 400}) {
+        ClImage in1;
+        ClImage in2;
+        ClImage out;
+        FillSamples<int8_t>(in1, ClImage::int8, nSize, nSize, 1, -10);
+        FillSamples<uint8_t>(in2, ClImage::uint8, nSize, nSize, 1, 20);
+        ClIpSubtract subtract;
+        ASSERT_EQ(subtract.Run(&in1, &in2, &out, ClImage::default_), 0);
+        EXPECT_EQ(SampleAt<int8_t>(out, 3, 3), nSize == 10 ? -128 : -30) << nSize;
+    }
+}
+
+TEST(Ip2to1Base, BoundsAndTypesOfTheOutput)
+{
+    ClIpSubtract subtract;
+    subtract.SetDataRange(ClIpSubtract::UserDependent);
+    subtract.SetBounds(5.7, 40.2);
+    ClImage in1;
+    ClImage in2;
+    ClImage out;
+    FillSamples<uint8_t>(in1, ClImage::uint8, 4, 3, 1, 100);
+    FillSamples<uint8_t>(in2, ClImage::uint8, 4, 3, 1, 20);
+    ASSERT_EQ(subtract.Run(&in1, &in2, &out, ClImage::int16), 0);
+    EXPECT_EQ(SampleAt<int16_t>(out, 0, 0), 40);
+    EXPECT_EQ(out.Min(), 5.0);
+    EXPECT_EQ(out.Max(), 40.0);
+    FillSamples<uint8_t>(in1, ClImage::uint8, 4, 3, 1, 10);
+    ASSERT_EQ(subtract.Run(&in1, &in2, &out, ClImage::int16), 0);
+    EXPECT_EQ(SampleAt<int16_t>(out, 0, 0), 5);
+
+    // Mixed triples compute in the widest type at work and limit to the output's range.
+    ClIpAdd add;
+    add.SetMode(ClIpAdd::ModeCut);
+    FillSamples<int16_t>(in1, ClImage::int16, 5, 5, 1, -30000);
+    FillSamples<int32_t>(in2, ClImage::int32, 5, 5, 1, -10000);
+    ASSERT_EQ(add.Run(&in1, &in2, &out, ClImage::default_), 0);
+    EXPECT_EQ(SampleAt<int16_t>(out, 2, 2), -32768);
+    add.SetMode(ClIpAdd::ModeScale);
+    ASSERT_EQ(add.Run(&in1, &in2, &out, ClImage::int32), 0);
+    EXPECT_EQ(SampleAt<int32_t>(out, 2, 2), -20000);
+    FillSamples<float>(in1, ClImage::float32, 5, 5, 1, 0.25f);
+    FillSamples<double>(in2, ClImage::double64, 5, 5, 1, 0.5);
+    ASSERT_EQ(add.Run(&in1, &in2, &out, ClImage::double64), 0);
+    EXPECT_EQ(SampleAt<double>(out, 1, 1), 0.375);
+    add.SetMode(ClIpAdd::ModeEnlarge);
+    FillSamples<uint32_t>(in1, ClImage::uint32, 5, 5, 1, 4000000000u);
+    FillSamples<uint32_t>(in2, ClImage::uint32, 5, 5, 1, 500000000u);
+    ASSERT_EQ(add.Run(&in1, &in2, &out, ClImage::default_), 0);
+    EXPECT_EQ(SampleAt<uint32_t>(out, 1, 1), 4500000000u - 4294967296u);
+
+    // A sample type outside the eight.
+    in1.Create(ClImage::EDataType(3), 5, 5, 1, 0, 0, true);
+    EXPECT_EQ(add.Run(&in1, &in2, &out, ClImage::default_), ZRT_ERROR_INTERNAL);
+}
+
+TEST(Ip2to1Base, OffsetImagesShowWhateverLiesOutsideTheOverlap)
+{
+    ClImage in1;
+    ClImage in2;
+    ClImage out;
+    FillSamples<uint8_t>(in1, ClImage::uint8, 10, 4, 1, 100);
+    FillSamples<uint8_t>(in2, ClImage::uint8, 10, 4, 1, 30);
+    ClIpSubtract subtract;
+    subtract.SetOffset(2, 0);
+    EXPECT_EQ(subtract.Run(&in1, &in2, &out, ClImage::default_), ZRT_ERROR_INVALID_PARAMETER);
+    subtract.SetSizeMustBeEqual(false);
+    ASSERT_EQ(subtract.Run(&in1, &in2, &out, ClImage::default_), 0);
+    EXPECT_EQ(out.Width(), 12);
+    EXPECT_EQ(subtract.GetOverlapWidth(), 8);
+    const uint8_t aExpected[12] = {100, 100, 70, 70, 70, 70, 70, 70, 70, 70, 30, 30};
+    for (int32_t x = 0; x < 12; ++x)
+        EXPECT_EQ(SampleAt<uint8_t>(out, x, 3), aExpected[x]) << x;
+
+    // Input 2 two to the left of and one below input 1: input 1 lies at
+    // (2, 0), input 2 at (0, 1), and the corners that neither covers get the fill.
+    subtract.SetOffset(-2, 1);
+    subtract.SetFillColor(9.0);
+    ASSERT_EQ(subtract.Run(&in1, &in2, &out, ClImage::default_), 0);
+    EXPECT_EQ(out.Width(), 12);
+    EXPECT_EQ(out.Height(), 5);
+    EXPECT_EQ(SampleAt<uint8_t>(out, 0, 0), 9);
+    EXPECT_EQ(SampleAt<uint8_t>(out, 11, 0), 100);
+    EXPECT_EQ(SampleAt<uint8_t>(out, 5, 2), 70);
+    EXPECT_EQ(SampleAt<uint8_t>(out, 0, 4), 30);
+    EXPECT_EQ(SampleAt<uint8_t>(out, 11, 4), 9);
+}
+
+TEST(Ip2to1Base, OutputAsInputMissingImagesAndPlaneCounts)
+{
+    ClImage in1;
+    ClImage in2;
+    FillSamples<uint8_t>(in1, ClImage::uint8, 6, 6, 1, 50);
+    FillSamples<uint8_t>(in2, ClImage::uint8, 6, 6, 1, 8);
+    ClIpSubtract subtract;
+    ASSERT_EQ(subtract.Run(&in1, &in2, &in1, ClImage::default_), 0);
+    EXPECT_EQ(SampleAt<uint8_t>(in1, 5, 5), 42);
+    EXPECT_EQ(SampleAt<uint8_t>(in2, 5, 5), 8);
+    EXPECT_EQ(subtract.Run(&in1, nullptr, &in1, ClImage::default_), ZRT_ERROR_PARAM_IS_MISSING);
+
+    // 3 planes with 1: the subtraction takes input 2's sample for each plane,
+    // the addition refuses.
+    ClImage colour;
+    FillSamples<uint8_t>(colour, ClImage::uint8, 6, 6, 3, 200);
+    ClImage out;
+    ASSERT_EQ(subtract.Run(&colour, &in2, &out, ClImage::default_), 0);
+    EXPECT_EQ(out.Planes(), 3);
+    EXPECT_EQ(SampleAt<uint8_t>(out, 3, 3, 2), 192);
+    ClIpAdd add;
+    try {
+        add.Run(&colour, &in2, &out, ClImage::default_);
+        ADD_FAILURE() << "no failure";
+    } catch (const ClException& ex) {
+        EXPECT_EQ(ex.GetCode(), ZRT_ERROR_INVALID_PARAMETER);
+        EXPECT_NE(std::string(ex.GetText()).find("unequal plane count is not supported."), std::string::npos);
+    }
+}
+
+}  // namespace

@@ -1,0 +1,112 @@
+// Splitting interleaved images into planes and joining them back.
+#include <cstdint>
+#include <limits>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "Exception.h"
+#include "imaging/IpJoinPlanes.h"
+#include "imaging/IpSplitPlanes.h"
+#include "imaging/SampleDispatch.h"
+
+namespace {
+
+// Sample (x, y, p) of a 16-bit image is 1000 p + 10 y + x.
+void MakeColour16(ClImage& image, int32_t nWidth, int32_t nHeight, int32_t nPlanes)
+{
+    image.Create(ClImage::uint16, nWidth, nHeight, nPlanes, 3, 4, true);
+    for (int32_t y = 0; y < nHeight; ++y)
+        for (int32_t x = 0; x < nWidth; ++x)
+            for (int32_t p = 0; p < nPlanes; ++p)
+                SamplesOf<uint16_t>(image)[y * image.SampleStride() + x * nPlanes + p] = uint16_t(1000 * p + 10 * y + x);
+}
+
+uint16_t At16(const ClImage& image, int32_t x, int32_t y, int32_t p = 0)
+{
+    return SamplesOf<uint16_t>(image)[y * image.SampleStride() + x * image.Planes() + p];
+}
+
+TEST(IpPlanes, SplitThenJoinGivesTheImageBack)
+{
+    ClImage colour;
+    MakeColour16(colour, 5, 3, 3);
+    ClImage aPlanes[4];
+    aPlanes[3].Create(ClImage::uint8, 2, 2, 1, 0, 0, true);
+    ClIpSplitPlanes split;
+    ASSERT_EQ(split.Run(&colour, &aPlanes[0], &aPlanes[1], &aPlanes[2], &aPlanes[3]), 0);
+    for (int32_t p = 0; p < 3; ++p) {
+        EXPECT_EQ(aPlanes[p].Planes(), 1);
+        EXPECT_EQ(aPlanes[p].AuxX(), 3);
+        EXPECT_EQ(At16(aPlanes[p], 4, 2), 1000 * p + 24);
+    }
+    // Beyond the input's planes the entry keeps what it held.
+    EXPECT_EQ(aPlanes[3].Width(), 2);
+
+    ClImage joined;
+    ClIpJoinPlanes join;
+    join.SetOutContent(ClImage::eHSV);
+    ASSERT_EQ(join.Run(&joined, &aPlanes[0], &aPlanes[1], &aPlanes[2], nullptr), 0);
+    EXPECT_EQ(joined.Content(), ClImage::eHSV);
+    EXPECT_EQ(joined.Planes(), 3);
+    for (int32_t y = 0; y < 3; ++y)
+        for (int32_t x = 0; x < 5; ++x)
+            for (int32_t p = 0; p < 3; ++p)
+                ASSERT_EQ(At16(joined, x, y, p), At16(colour, x, y, p));
+
+    ClImage tooMany;
+    tooMany.Create(ClImage::uint8, 2, 2, 5, 0, 0, true);
+    try {
+        split.Run(&tooMany, &aPlanes[0], nullptr, nullptr, nullptr);
+        ADD_FAILURE() << "no failure";
+    } catch (const ClException& ex) {
+        EXPECT_EQ(ex.GetCode(), ZRT_ERROR_PARAM_OUT_OF_RANGE);
+        EXPECT_NE(std::string(ex.GetText()).find("Image has more than 4 planes."), std::string::npos);
+    }
+}
+
+TEST(IpPlanes, JoinFillsEmptyPlanesAndKnowsWhichContentsItCanJoin)
+{
+    ClImage colour;
+    MakeColour16(colour, 4, 2, 3);
+    ClImage aPlanes[3];
+    ClIpSplitPlanes split;
+    ASSERT_EQ(split.Run(&colour, &aPlanes[0], &aPlanes[1], &aPlanes[2], nullptr), 0);
+
+    ClImage joined;
+    ClIpJoinPlanes join;
+    join.SetOutContent(ClImage::eRGBA);
+    join.SetFillColor(1, 128.0);
+    ASSERT_EQ(join.Run(&joined, &aPlanes[0], nullptr, &aPlanes[2], nullptr), 0);
+    EXPECT_EQ(joined.Planes(), 4);
+    EXPECT_EQ(joined.Content(), ClImage::eRGBA);
+    EXPECT_EQ(At16(joined, 3, 1, 0), 13);
+    EXPECT_EQ(At16(joined, 3, 1, 1), 128);
+    EXPECT_EQ(At16(joined, 3, 1, 2), 2013);
+    // The default fill is NaN, whose truncation keeps 0 in the low bits.
+    EXPECT_EQ(At16(joined, 3, 1, 3), 0);
+
+    // eXYZ and eCIELab cannot be joined; the output stays as it was.
+    for (ClImage::EContent eContent : {ClImage::eXYZ, ClImage::eCIELab}) {
+        join.SetOutContent(eContent);
+        EXPECT_EQ(join.Run(&joined, &aPlanes[0], &aPlanes[1], &aPlanes[2], nullptr), ZRT_ERROR_PARAM_OUT_OF_RANGE);
+        EXPECT_EQ(joined.Planes(), 4);
+    }
+    // eUnknown takes the plane count, 0 by default: nothing happens.
+    join.SetOutContent(ClImage::eUnknown);
+    ClImage untouched;
+    EXPECT_EQ(join.Run(&untouched, &aPlanes[0], &aPlanes[1], nullptr, nullptr), 0);
+    EXPECT_EQ(untouched.Data(), nullptr);
+    join.SetPlaneCount(2);
+    ASSERT_EQ(join.Run(&untouched, &aPlanes[0], &aPlanes[1], nullptr, nullptr), 0);
+    EXPECT_EQ(untouched.Planes(), 2);
+    EXPECT_EQ(At16(untouched, 2, 1, 1), 1012);
+
+    // Planes of another sample type are refused before anything is written.
+    ClImage other;
+    other.Create(ClImage::uint8, 4, 2, 1, 0, 0, true);
+    EXPECT_EQ(join.Run(&untouched, &aPlanes[0], &other, nullptr, nullptr), ZRT_ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(At16(untouched, 2, 1, 1), 1012);
+}
+
+}  // namespace

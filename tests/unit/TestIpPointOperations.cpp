@@ -1,0 +1,143 @@
+// Point and border operations: inversion, the look-up table, the 20.12
+// stretch table, and the painted frame.
+#include <cstdint>
+#include <limits>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "Exception.h"
+#include "imaging/IpInvert.h"
+#include "imaging/IpSetBorder.h"
+#include "imaging/IpStretchRangeGlobal.h"
+#include "imaging/SampleDispatch.h"
+
+namespace {
+
+void MakePattern8(ClImage& image, int32_t nWidth, int32_t nHeight, int32_t nPlanes = 1)
+{
+    image.Create(ClImage::uint8, nWidth, nHeight, nPlanes, 0, 0, true);
+    for (int32_t y = 0; y < nHeight; ++y)
+        for (int32_t i = 0; i < nWidth * nPlanes; ++i)
+            image.Data()[y * image.Stride() + i] = uint8_t(i * 7 + y * 13);
+}
+
+uint8_t At(const ClImage& image, int32_t x, int32_t y, int32_t p = 0)
+{
+    return image.Data()[y * image.Stride() + x * image.Planes() + p];
+}
+
+// The stretch table the fixed-point steps give, in 64-bit arithmetic.
+uint8_t ExpectedEntry(int32_t i, int32_t nFrom, int32_t nTo, int32_t nNewFrom, int32_t nNewTo)
+{
+    const int64_t nScale = int64_t((nNewTo + 0.9 - nNewFrom) * 4096.0 / (nTo - nFrom));
+    const int64_t nValue = ((i - nFrom) * nScale >> 12) + nNewFrom;
+    return uint8_t(std::min<int64_t>(std::max<int64_t>(nValue, nNewFrom), nNewTo));
+}
+
+TEST(IpPointOperations, InvertTurnsEveryRangeAround)
+{
+    ClImage image;
+    ClImage original;
+    MakePattern8(image, 9, 5);
+    MakePattern8(original, 9, 5);
+    ClIpInvert invert;
+    ASSERT_EQ(invert.Run(&image, &image), 0);
+    EXPECT_EQ(At(image, 4, 3), 255 - At(original, 4, 3));
+    ASSERT_EQ(invert.Run(&image, &image), 0);
+    for (int32_t y = 0; y < 5; ++y)
+        for (int32_t x = 0; x < 9; ++x)
+            ASSERT_EQ(At(image, x, y), At(original, x, y));
+
+    ClImage floating;
+    floating.Create(ClImage::float32, 3, 2, 1, 0, 0, true);
+    SamplesOf<float>(floating)[1] = 0.25f;
+    ClImage inverted;
+    ASSERT_EQ(invert.Run(&floating, &inverted), 0);
+    EXPECT_EQ(SamplesOf<float>(inverted)[1], -0.25f);
+}
+
+TEST(IpPointOperations, StretchTableFromTheHistogramOrTheSettings)
+{
+    // Samples 10 and 20 only: 10 goes to 0, 20 to 255, the rest in 20.12 steps.
+    ClImage image;
+    image.Create(ClImage::uint8, 6, 4, 1, 0, 0, true);
+    for (int32_t i = 0; i < 6 * 4; ++i)
+        image.Data()[(i / 6) * image.Stride() + i % 6] = i % 2 ? 10 : 20;
+    ClImage out;
+    ClIpStretchRangeGlobal stretch;
+    ASSERT_EQ(stretch.Run(&image, &out), 0);
+    const unsigned char* pTable = stretch.GetTable();
+    for (int32_t i = 0; i < 256; ++i)
+        ASSERT_EQ(pTable[i], ExpectedEntry(i, 10, 20, 0, 255)) << i;
+    EXPECT_EQ(pTable[10], 0);
+    EXPECT_EQ(pTable[20], 255);
+    EXPECT_EQ(pTable[15], 127);
+    EXPECT_EQ(At(out, 1, 0), 0);
+    EXPECT_EQ(At(out, 0, 0), 255);
+
+    // A set range skips the histogram; a new range limits the entries.
+    stretch.SetOldRange(50, 100);
+    stretch.SetNewRange(20, 200);
+    ASSERT_EQ(stretch.Run(&image, &out), 0);
+    for (int32_t i = 0; i < 256; ++i)
+        ASSERT_EQ(pTable[i], ExpectedEntry(i, 50, 100, 20, 200)) << i;
+
+    // A constant image has an empty range: the scale becomes the most
+    // negative 32-bit value and the table what the wrapping steps give.
+    image.Fill<unsigned char>(77);
+    stretch.SetOldRange(255, 0);
+    stretch.SetNewRange(0, 255);
+    ASSERT_EQ(stretch.Run(&image, &out), 0);
+    uint32_t nValue = 0u - 77u * 0x80000000u;
+    for (int32_t i = 0; i < 256; ++i, nValue += 0x80000000u)
+        ASSERT_EQ(pTable[i], std::min(std::max(int32_t(nValue) >> 12, 0), 255)) << i;
+}
+
+TEST(IpPointOperations, LookUpTableMapsEveryPlaneAndNeedsAnInput)
+{
+    ClImage colour;
+    MakePattern8(colour, 5, 4, 3);
+    colour.SetContent(ClImage::eHSV);
+    ClImage out;
+    ClIpStretchRangeGlobal stretch;
+    stretch.SetOldRange(0, 255);
+    stretch.SetNewRange(255, 0);  // every entry limited to 0
+    ASSERT_EQ(stretch.Run(&colour, &out), 0);
+    EXPECT_EQ(out.Planes(), 3);
+    EXPECT_EQ(out.Content(), ClImage::eHSV);
+    for (int32_t p = 0; p < 3; ++p)
+        EXPECT_EQ(At(out, 4, 3, p), 0);
+
+    try {
+        stretch.Run(nullptr, &out);
+        ADD_FAILURE() << "no failure";
+    } catch (const ClException& ex) {
+        EXPECT_EQ(ex.GetCode(), ZRT_ERROR_PARAM_IS_MISSING);
+        EXPECT_NE(std::string(ex.GetText()).find("m_pInImage is not set."), std::string::npos);
+    }
+}
+
+TEST(IpPointOperations, BorderFramesTheImage)
+{
+    ClImage original;
+    MakePattern8(original, 7, 6);
+    ClImage out;
+    ClIpSetBorder border;
+    ASSERT_EQ(border.Run(&original, &out, 2, 9), 0);
+    for (int32_t y = 0; y < 6; ++y)
+        for (int32_t x = 0; x < 7; ++x) {
+            const bool bFrame = x < 2 || y < 2 || x >= 5 || y >= 4;
+            ASSERT_EQ(At(out, x, y), bFrame ? 9 : At(original, x, y)) << x << "," << y;
+        }
+    ClImage image;
+    MakePattern8(image, 7, 6);
+    ASSERT_EQ(border.Run(&image, &image, 0, 9), 0);
+    EXPECT_EQ(At(image, 0, 0), At(original, 0, 0));
+    ASSERT_EQ(border.Run(&image, &image, 50, 9), 0);
+    for (int32_t y = 0; y < 6; ++y)
+        for (int32_t x = 0; x < 7; ++x)
+            ASSERT_EQ(At(image, x, y), 9);
+}
+
+}  // namespace
