@@ -1,9 +1,9 @@
 #include "params/Ip1to1Base.h"
 
-#include <climits>
 #include <type_traits>
 
 #include "Exception.h"
+#include "imaging/SafeConvert.h"
 #include "params/TypedParameter.h"
 
 template class TpParameterEnumPointer<ClImage*, ClParameter>;
@@ -12,26 +12,8 @@ namespace NewIpBase {
 
 namespace {
 
-// A double truncated toward zero. What does not fit (NaN, infinities, values
-// beyond the range) becomes the most negative value, as the processors'
-// integer arithmetic has always had it.
-int32_t TruncateToInt32(double dValue)
-{
-    if (dValue > -2147483649.0 && dValue < 2147483648.0)
-        return static_cast<int32_t>(dValue);
-    return INT32_MIN;
-}
-
-int64_t TruncateToInt64(double dValue)
-{
-    if (dValue >= -9223372036854775808.0 && dValue < 9223372036854775808.0)
-        return static_cast<int64_t>(dValue);
-    return INT64_MIN;
-}
-
-// How a sample becomes a double and a transformed double becomes a sample of
-// the same type again: truncated toward zero and cut to the sample's width,
-// never clamped.
+// How a sample becomes a double; the way back is DoubleToSample: truncated
+// toward zero and cut to the sample's width, never clamped.
 template <typename TSample>
 double SampleToDouble(TSample value)
 {
@@ -42,17 +24,6 @@ template <>
 double SampleToDouble<uint32_t>(uint32_t value)
 {
     return static_cast<double>(static_cast<int64_t>(value));
-}
-
-template <typename TSample>
-TSample DoubleToSample(double dValue)
-{
-    if constexpr (std::is_floating_point<TSample>::value)
-        return static_cast<TSample>(dValue);
-    else if constexpr (std::is_same<TSample, uint32_t>::value)
-        return static_cast<uint32_t>(TruncateToInt64(dValue));
-    else
-        return static_cast<TSample>(TruncateToInt32(dValue));
 }
 
 bool HasSameShape(const ClImage& first, const ClImage& second)
