@@ -233,11 +233,8 @@ void ClIp2to1Base::RegisterParameters(ClParameterContainer& container)
     } aImages[] = {{"pInImage1", &m_pInImage1, kParameterIn},
                    {"pInImage2", &m_pInImage2, kParameterIn},
                    {"pOutImage", &m_pOutImage, kParameterOut}};
-    for (const auto& image : aImages) {
-        auto* pImage = container.CreateParameter<TpParameterEnumPointer<ClImage*>>(image.pszName);
-        pImage->Bind(image.ppImage, image.nFlags);
-        pImage->SetPointer(true);
-    }
+    for (const auto& image : aImages)
+        RegisterImageParameter(container, image.pszName, image.ppImage, image.nFlags);
     auto* pType = container.CreateParameter<TpParameterEnumPointer<unsigned char>>("OutImageType");
     pType->Bind(&m_eOutImageType, kParameterIn);
     AddDataTypeEntries(*pType);

@@ -45,12 +45,8 @@ void ClIpFilterBase::DescribeParameters(ClParameterInterface& list)
 
 void ClIpFilterBase::RegisterParameters(ClParameterContainer& container)
 {
-    auto* pInImage = container.CreateParameter<TpParameterEnumPointer<ClImage*>>("pInImage");
-    pInImage->Bind(&m_pInImage, kParameterIn);
-    pInImage->SetPointer(true);
-    auto* pOutImage = container.CreateParameter<TpParameterEnumPointer<ClImage*>>("pOutImage");
-    pOutImage->Bind(&m_pOutImage, kParameterOut);
-    pOutImage->SetPointer(true);
+    RegisterImageParameter(container, "pInImage", &m_pInImage, kParameterIn);
+    RegisterImageParameter(container, "pOutImage", &m_pOutImage, kParameterOut);
     container.CreateParameter<TpParameterNumeric<int>>("nFilterWidth")->Bind(&m_nFilterWidth, kParameterIn);
     auto* pMode = container.CreateParameter<TpParameterEnumPointer<EFilterMode>>("nMode");
     pMode->Bind(&m_eMode, kParameterIn);
@@ -60,12 +56,8 @@ void ClIpFilterBase::RegisterParameters(ClParameterContainer& container)
     pMode->AddEntry(eModeDirected, "MODE_DIRECTED");
     pMode->AddEntry(eModeDirectedOrtho, "MODE_DIRECTED_ORTHO");
     // Both names reach the x component; the y component is set directly only.
-    auto* pDx = container.CreateParameter<TpParameterEnumPointer<ClImage*>>("pInDxImage");
-    pDx->Bind(&m_pInDxImage, kParameterIn);
-    pDx->SetPointer(true);
-    auto* pDy = container.CreateParameter<TpParameterEnumPointer<ClImage*>>("pInDyImage");
-    pDy->Bind(&m_pInDxImage, kParameterIn);
-    pDy->SetPointer(true);
+    RegisterImageParameter(container, "pInDxImage", &m_pInDxImage, kParameterIn);
+    RegisterImageParameter(container, "pInDyImage", &m_pInDxImage, kParameterIn);
 }
 
 int32_t ClIpFilterBase::Process()

@@ -90,9 +90,7 @@ void ClIpJoinPlanes::RegisterParameters(ClParameterContainer& container)
     char szName[32];
     for (int32_t i = 0; i < 4; ++i) {
         snprintf(szName, sizeof(szName), "pInPlane[%d]", i);
-        auto* pPlane = container.CreateParameter<TpParameterEnumPointer<ClImage*>>(szName);
-        pPlane->Bind(&m_apInPlanes[i], kParameterIn);
-        pPlane->SetPointer(true);
+        RegisterImageParameter(container, szName, &m_apInPlanes[i], kParameterIn);
         snprintf(szName, sizeof(szName), "dInFillcolors[%d]", i);
         container.CreateParameter<TpParameterNumeric<double>>(szName)->Bind(&m_adInFillColors[i], kParameterIn);
     }
@@ -103,9 +101,7 @@ void ClIpJoinPlanes::RegisterParameters(ClParameterContainer& container)
     pFill->Bind(&m_bFillEmptyPlanes, kParameterIn);
     pFill->AddEntry(false, "False");
     pFill->AddEntry(true, "True");
-    auto* pOutImage = container.CreateParameter<TpParameterEnumPointer<ClImage*>>("pOutImage");
-    pOutImage->Bind(&m_pOutImage, kParameterOut);
-    pOutImage->SetPointer(true);
+    RegisterImageParameter(container, "pOutImage", &m_pOutImage, kParameterOut);
 }
 
 void ClIpJoinPlanes::SetFillColor(int32_t nPlane, double dValue)

@@ -13,12 +13,8 @@ void ClIpLookUpTableBase::DescribeParameters(ClParameterInterface& list)
 
 void ClIpLookUpTableBase::RegisterParameters(ClParameterContainer& container)
 {
-    auto* pInImage = container.CreateParameter<TpParameterEnumPointer<ClImage*>>("pInImage");
-    pInImage->Bind(&m_pInImage, kParameterIn);
-    pInImage->SetPointer(true);
-    auto* pOutImage = container.CreateParameter<TpParameterEnumPointer<ClImage*>>("pOutImage");
-    pOutImage->Bind(&m_pOutImage, kParameterOut);
-    pOutImage->SetPointer(true);
+    RegisterImageParameter(container, "pInImage", &m_pInImage, kParameterIn);
+    RegisterImageParameter(container, "pOutImage", &m_pOutImage, kParameterOut);
 }
 
 int32_t ClIpLookUpTableBase::Prepare()

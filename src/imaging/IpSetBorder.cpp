@@ -23,12 +23,8 @@ void ClIpSetBorder::SetDefaultParameters()
 
 void ClIpSetBorder::RegisterParameters(ClParameterContainer& container)
 {
-    auto* pInImage = container.CreateParameter<TpParameterEnumPointer<ClImage*>>("pInImage");
-    pInImage->Bind(&m_pInImage, kParameterIn);
-    pInImage->SetPointer(true);
-    auto* pOutImage = container.CreateParameter<TpParameterEnumPointer<ClImage*>>("pOutImage");
-    pOutImage->Bind(&m_pOutImage, kParameterOut);
-    pOutImage->SetPointer(true);
+    RegisterImageParameter(container, "pInImage", &m_pInImage, kParameterIn);
+    RegisterImageParameter(container, "pOutImage", &m_pOutImage, kParameterOut);
     container.CreateParameter<TpParameterNumeric<int>>("nBorderWidth")->Bind(&m_nBorderWidth, kParameterIn);
     container.CreateParameter<TpParameterNumeric<unsigned char>>("nGreyValue")->Bind(&m_nGreyValue, kParameterIn);
 }

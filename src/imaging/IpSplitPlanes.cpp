@@ -17,15 +17,11 @@ void ClIpSplitPlanes::DescribeParameters(ClParameterInterface& list)
 
 void ClIpSplitPlanes::RegisterParameters(ClParameterContainer& container)
 {
-    auto* pInImage = container.CreateParameter<TpParameterEnumPointer<ClImage*>>("pInImage");
-    pInImage->Bind(&m_pInImage, kParameterIn);
-    pInImage->SetPointer(true);
+    RegisterImageParameter(container, "pInImage", &m_pInImage, kParameterIn);
     for (int32_t i = 0; i < 4; ++i) {
         char szName[32];
         snprintf(szName, sizeof(szName), "pOutPlane[%d]", i);
-        auto* pPlane = container.CreateParameter<TpParameterEnumPointer<ClImage*>>(szName);
-        pPlane->Bind(&m_apOutPlanes[i], kParameterOut);
-        pPlane->SetPointer(true);
+        RegisterImageParameter(container, szName, &m_apOutPlanes[i], kParameterOut);
     }
 }
 

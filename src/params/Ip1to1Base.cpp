@@ -8,6 +8,14 @@
 
 template class TpParameterEnumPointer<ClImage*, ClParameter>;
 
+void RegisterImageParameter(ClParameterContainer& container, const char* pszName, ClImage** ppImage,
+                            uint32_t uiAccess)
+{
+    auto* pImage = container.CreateParameter<TpParameterEnumPointer<ClImage*>>(pszName);
+    pImage->Bind(ppImage, uiAccess);
+    pImage->SetPointer(true);
+}
+
 namespace NewIpBase {
 
 namespace {
@@ -62,12 +70,8 @@ void ClIp1to1Base::DescribeParameters(ClParameterInterface& list)
 
 void ClIp1to1Base::RegisterParameters(ClParameterContainer& container)
 {
-    auto* pInImage = container.CreateParameter<TpParameterEnumPointer<ClImage*>>("pInImage");
-    pInImage->Bind(&m_pInImage, kParameterIn);
-    pInImage->SetPointer(true);
-    auto* pOutImage = container.CreateParameter<TpParameterEnumPointer<ClImage*>>("pOutImage");
-    pOutImage->Bind(&m_pOutImage, kParameterOut);
-    pOutImage->SetPointer(true);
+    RegisterImageParameter(container, "pInImage", &m_pInImage, kParameterIn);
+    RegisterImageParameter(container, "pOutImage", &m_pOutImage, kParameterOut);
 }
 
 void ClIp1to1Base::CheckInputType()

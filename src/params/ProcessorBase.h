@@ -19,6 +19,11 @@ class ClParameterInterface;
 class ClProcessorBase;
 
 // Where a processor reports its runs. The SDK installs none; a host may.
+// Registers an image member as a pointer parameter under that name; every
+// image processor publishes its images this way.
+void RegisterImageParameter(ClParameterContainer& container, const char* pszName, ClImage** ppImage,
+                            uint32_t uiAccess);
+
 class ClProcessingReporter
 {
 public:
