@@ -63,8 +63,8 @@ TEST(EmulatedTransport, ReadsTimeOutAndLateRepliesGoToTheNextRead)
     EXPECT_EQ(aucSecond[8], 10) << "the late reply to command 10";
 
     // Wrong buffer sizes fail at once, as the system's driver refuses them.
-    EXPECT_EQ(CodeOfCall([&] { pInterface->Write(aucFirst, 64, 5000); }), ZRT_ERROR_WRITE_FAIL);
-    EXPECT_EQ(CodeOfCall([&] { pInterface->Read(aucFirst, 64, 0); }), ZRT_ERROR_READ_FAIL);
+    EXPECT_EQ(CodeOf([&] { pInterface->Write(aucFirst, 64, 5000); }), ZRT_ERROR_WRITE_FAIL);
+    EXPECT_EQ(CodeOf([&] { pInterface->Read(aucFirst, 64, 0); }), ZRT_ERROR_READ_FAIL);
 }
 
 TEST(EmulatedTransport, ClosedTransportsAndUnknownPathsFailCleanly)
@@ -73,15 +73,15 @@ TEST(EmulatedTransport, ClosedTransportsAndUnknownPathsFailCleanly)
     pInterface->Close();
     pInterface->Close();
     uint8_t aucReport[kReport] = {};
-    EXPECT_EQ(CodeOfCall([&] { pInterface->Read(aucReport, kReport, 0); }), ZRT_ERROR_READ_FAIL);
-    EXPECT_EQ(CodeOfCall([&] { pInterface->Write(aucReport, kReport, 0); }), ZRT_ERROR_WRITE_FAIL);
+    EXPECT_EQ(CodeOf([&] { pInterface->Read(aucReport, kReport, 0); }), ZRT_ERROR_READ_FAIL);
+    EXPECT_EQ(CodeOf([&] { pInterface->Write(aucReport, kReport, 0); }), ZRT_ERROR_WRITE_FAIL);
     EXPECT_FALSE(pInterface->GetPhysicalDescriptor(aucReport, sizeof(aucReport)));
 
     StHIDDeviceInfo unknown;
     unknown.m_strPath = "/dev/nothing";
-    EXPECT_EQ(CodeOfCall([&] { pInterface->Open(unknown); }), ZRT_ERROR_DEVICE_INTERNAL);
+    EXPECT_EQ(CodeOf([&] { pInterface->Open(unknown); }), ZRT_ERROR_DEVICE_INTERNAL);
     unknown.m_strPath = "kr9emu:999999";
-    EXPECT_EQ(CodeOfCall([&] { pInterface->Open(unknown); }), ZRT_ERROR_DEVICE_INTERNAL);
+    EXPECT_EQ(CodeOf([&] { pInterface->Open(unknown); }), ZRT_ERROR_DEVICE_INTERNAL);
 }
 
 TEST(EmulatedTransport, UnplugFailsEveryTransferAndWakesAWaitingRead)
@@ -93,7 +93,7 @@ TEST(EmulatedTransport, UnplugFailsEveryTransferAndWakesAWaitingRead)
     // A read that waits without limit must not hang when the device goes away.
     auto waiting = std::async(std::launch::async, [&] {
         uint8_t aucReport[kReport];
-        return CodeOfCall([&] { pInterface->Read(aucReport, kReport, -1); });
+        return CodeOf([&] { pInterface->Read(aucReport, kReport, -1); });
     });
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
     scanner.Unplug();
@@ -101,7 +101,7 @@ TEST(EmulatedTransport, UnplugFailsEveryTransferAndWakesAWaitingRead)
     EXPECT_EQ(waiting.get(), ZRT_ERROR_READ_FAIL);
 
     uint8_t aucReport[kReport] = {};
-    EXPECT_EQ(CodeOfCall([&] { pInterface->Write(aucReport, kReport, 5000); }), ZRT_ERROR_WRITE_FAIL);
+    EXPECT_EQ(CodeOf([&] { pInterface->Write(aucReport, kReport, 5000); }), ZRT_ERROR_WRITE_FAIL);
     EXPECT_FALSE(pInterface->GetPhysicalDescriptor(aucReport, sizeof(aucReport)));
     pInterface->Close();
     ClHIDDeviceList devices;

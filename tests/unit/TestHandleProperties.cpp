@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include "ExceptionCode.h"
 #include "Exception.h"
 #include "OcqLogging.h"
 #include "PropertyExports.h"
@@ -66,19 +67,6 @@ public:
 };
 
 using PlainExports = TpPropertyExports<TSDKHandleBaseBase<ClKR9Handle, ClTactiviewKR9>>;
-
-template <typename TCall>
-int32_t CodeOf(TCall call, std::string* pstrText = nullptr)
-{
-    try {
-        call();
-    } catch (const ClException& ex) {
-        if (pstrText != nullptr)
-            *pstrText = ex.GetText() != nullptr ? ex.GetText() : "";
-        return ex.GetCode();
-    }
-    return 0;
-}
 
 class HandleProperties : public testing::Test
 {

@@ -120,7 +120,7 @@ TEST(ProtocolFrame, FailedChunkLeavesThePreviousBytesAndTheFrameCompletes)
 
 TEST(ProtocolFrame, NullTransportIsRefused)
 {
-    EXPECT_EQ(CodeOfCall([] { ClKR9USBProtocol protocol(nullptr); }), ZRT_ERROR_BAD_POINTER);
+    EXPECT_EQ(CodeOf([] { ClKR9USBProtocol protocol(nullptr); }), ZRT_ERROR_BAD_POINTER);
 }
 
 TEST_F(Protocol, EveryRequestRepeatsTheSessionTagOfItsOpen)
@@ -157,10 +157,10 @@ TEST_F(Protocol, OnlyStatus255MeansYes)
     m_scanner.Model().SetFault(KR9EMU_FAULT_STATUS_254, -1);
     EXPECT_FALSE(m_pProtocol->IsFingerPresent());
     EXPECT_FALSE(m_pProtocol->IsFrameReady());
-    EXPECT_EQ(CodeOfCall([&] { m_pProtocol->StartDevice(); }), ZRT_ERROR_WRITE_FAIL);
+    EXPECT_EQ(CodeOf([&] { m_pProtocol->StartDevice(); }), ZRT_ERROR_WRITE_FAIL);
     std::vector<uint8_t> pixels(256 * 360, 7);
     m_scanner.Model().ClearReportLog();
-    EXPECT_EQ(CodeOfCall([&] { m_pProtocol->GrabFrame8(pixels.data()); }), ZRT_ERROR_DEVICE_INTERNAL);
+    EXPECT_EQ(CodeOf([&] { m_pProtocol->GrabFrame8(pixels.data()); }), ZRT_ERROR_DEVICE_INTERNAL);
     EXPECT_EQ(m_scanner.Commands(), (std::vector<int>{26})) << "nothing follows a frame that is not ready";
     EXPECT_EQ(pixels[0], 7);
 }
@@ -230,7 +230,7 @@ TEST_F(Protocol, SilentDeviceShowsAtTheNextTestedCommand)
 {
     // The read times out after its five seconds; the request's own zero status byte reads as "no".
     m_scanner.Model().SetFault(KR9EMU_FAULT_SWALLOW_REPLY, 1);
-    EXPECT_EQ(CodeOfCall([&] { m_pProtocol->StartDevice(); }), ZRT_ERROR_WRITE_FAIL);
+    EXPECT_EQ(CodeOf([&] { m_pProtocol->StartDevice(); }), ZRT_ERROR_WRITE_FAIL);
     EXPECT_EQ(m_scanner.Stats().started, 1) << "the device did start; only its answer was lost";
     EXPECT_TRUE(m_pProtocol->IsFrameReady()) << "the dialogue goes on once the device answers again";
 }

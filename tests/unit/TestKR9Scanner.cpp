@@ -80,7 +80,7 @@ TEST(KR9Scanner, FailedStartStillStopsAndRestoresBeforeTheExceptionLeaves)
 {
     ClVirtualScanner virtualScanner("F1");
     virtualScanner.Model().SetFault(KR9EMU_FAULT_STATUS_254, 1);
-    EXPECT_EQ(CodeOfCall([&] { ClKR9Scanner scanner(virtualScanner.Info()); }), ZRT_ERROR_WRITE_FAIL);
+    EXPECT_EQ(CodeOf([&] { ClKR9Scanner scanner(virtualScanner.Info()); }), ZRT_ERROR_WRITE_FAIL);
     EXPECT_EQ(virtualScanner.Commands(), (std::vector<int>{0xFF, 2, 8, 16, 1}));
 }
 
@@ -124,9 +124,9 @@ TEST(KR9Scanner, WrongImagesAndUnknownModesSendNothing)
     image8.Create(ClImage::uint8, 256, 360, 1, 0, 0, true);
     ClImage small;
     small.Create(ClImage::uint8, 255, 360, 1, 0, 0, true);
-    EXPECT_EQ(CodeOfCall([&] { scanner.GetFrame(image16, 0); }), ZRT_ERROR_INVALID_PARAMETER);
-    EXPECT_EQ(CodeOfCall([&] { scanner.GetFrame(image8, 1); }), ZRT_ERROR_INVALID_PARAMETER);
-    EXPECT_EQ(CodeOfCall([&] { scanner.GetFrame(small, 0); }), ZRT_ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(CodeOf([&] { scanner.GetFrame(image16, 0); }), ZRT_ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(CodeOf([&] { scanner.GetFrame(image8, 1); }), ZRT_ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(CodeOf([&] { scanner.GetFrame(small, 0); }), ZRT_ERROR_INVALID_PARAMETER);
     image8.Fill<unsigned char>(9);
     scanner.GetFrame(image8, 4);
     EXPECT_EQ(image8.Data()[0], 9);
@@ -137,7 +137,7 @@ TEST(KR9Scanner, WrongImagesAndUnknownModesSendNothing)
     scanner.GetImageSize(&uiWidth, &uiHeight);
     EXPECT_EQ(uiWidth, 256u);
     EXPECT_EQ(uiHeight, 360u);
-    EXPECT_EQ(CodeOfCall([&] { scanner.GetImageSize(nullptr, &uiHeight); }), ZRT_ERROR_BAD_POINTER);
+    EXPECT_EQ(CodeOf([&] { scanner.GetImageSize(nullptr, &uiHeight); }), ZRT_ERROR_BAD_POINTER);
     std::string strSerial;
     scanner.GetSerialNumber(strSerial);
     EXPECT_EQ(strSerial, "KR9 W1");
@@ -149,13 +149,13 @@ TEST(KR9Scanner, UnplugDuringAFrameEndsWithoutHangOrCrash)
     ClKR9Scanner scanner(virtualScanner.Info());
     ClImage image8;
     image8.Create(ClImage::uint8, 256, 360, 1, 0, 0, true);
-    auto grabbing = std::async(std::launch::async, [&] { return CodeOfCall([&] { scanner.GetFrame(image8, 0); }); });
+    auto grabbing = std::async(std::launch::async, [&] { return CodeOf([&] { scanner.GetFrame(image8, 0); }); });
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
     virtualScanner.Unplug();
     ASSERT_EQ(grabbing.wait_for(std::chrono::seconds(10)), std::future_status::ready);
     // The chunk pipe reports no errors: the frame completes, and the next command finds the device gone.
     EXPECT_EQ(grabbing.get(), 0);
-    EXPECT_EQ(CodeOfCall([&] { scanner.IsFingerPresent(); }), ZRT_ERROR_WRITE_FAIL);
+    EXPECT_EQ(CodeOf([&] { scanner.IsFingerPresent(); }), ZRT_ERROR_WRITE_FAIL);
 }
 
 }  // namespace

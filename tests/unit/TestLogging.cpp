@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include "ExceptionCode.h"
 #include "Exception.h"
 #include "OcqLogging.h"
 #include "SDKBase.h"
@@ -42,16 +43,6 @@ private:
             unsetenv(pszName);
     }
 };
-
-int32_t CodeOf(void (*pfnCall)())
-{
-    try {
-        pfnCall();
-    } catch (const ClException& ex) {
-        return ex.GetCode();
-    }
-    return 0;
-}
 
 std::vector<std::string> g_debugLines;
 void CollectDebugLine(const char* pszLine)

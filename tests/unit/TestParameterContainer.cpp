@@ -7,24 +7,12 @@
 
 #include <gtest/gtest.h>
 
+#include "ExceptionCode.h"
 #include "Exception.h"
 #include "params/ParameterContainer.h"
 #include "params/TypedParameter.h"
 
 namespace {
-
-template <typename TCall>
-int32_t CodeOf(TCall call, std::string* pstrText = nullptr)
-{
-    try {
-        call();
-    } catch (const ClException& ex) {
-        if (pstrText != nullptr)
-            *pstrText = ex.GetText() != nullptr ? ex.GetText() : "";
-        return ex.GetCode();
-    }
-    return 0;
-}
 
 // A root named R: a (container: b, c), d (empty container), e (container: f), g.
 class ParameterTree : public testing::Test

@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include "ExceptionCode.h"
 #include "Exception.h"
 #include "imaging/FpImage.h"
 #include "params/Ip1to1Base.h"
@@ -16,19 +17,6 @@
 #include "support/Stream.h"
 
 namespace {
-
-template <typename TCall>
-int32_t CodeOf(TCall call, std::string* pstrText = nullptr)
-{
-    try {
-        call();
-    } catch (const ClException& ex) {
-        if (pstrText != nullptr)
-            *pstrText = ex.GetText() != nullptr ? ex.GetText() : "";
-        return ex.GetCode();
-    }
-    return 0;
-}
 
 bool Contains(const std::string& strText, const char* pszPart)
 {

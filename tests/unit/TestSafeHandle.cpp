@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include "ExceptionCode.h"
 #include "Exception.h"
 #include "SDKHandleBase.h"
 #include "SafeHandle.h"
@@ -35,19 +36,6 @@ public:
 };
 
 using TestSafeHandle = TpSafeHandle<ClTestHandle, ClTactiviewKR9>;
-
-template <typename TCall>
-int32_t CodeOf(TCall call, std::string* pstrText = nullptr)
-{
-    try {
-        call();
-    } catch (const ClException& ex) {
-        if (pstrText != nullptr)
-            *pstrText = ex.GetText() != nullptr ? ex.GetText() : "";
-        return ex.GetCode();
-    }
-    return 0;
-}
 
 class SafeHandle : public testing::Test
 {

@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include "ExceptionCode.h"
 #include "KR9DeviceModel.h"
 #include "KR9EmulatorRegistry.h"
 #include "device/HIDInterface.h"
@@ -75,14 +76,3 @@ private:
     std::shared_ptr<ClKR9DeviceModel> m_pModel;
 };
 
-// The code of the ClException that call raises, or 0.
-template <typename TCall>
-int32_t CodeOfCall(TCall call)
-{
-    try {
-        call();
-    } catch (const ClException& ex) {
-        return ex.GetCode();
-    }
-    return 0;
-}

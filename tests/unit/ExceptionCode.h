@@ -1,0 +1,22 @@
+// Test helper: the code (and text) of the ClException a call raises.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "Exception.h"
+
+// 0 when the call returns normally; otherwise the code of the ClException it
+// raised, with its text in *pstrText when asked for.
+template <typename TCall>
+int32_t CodeOf(TCall call, std::string* pstrText = nullptr)
+{
+    try {
+        call();
+    } catch (const ClException& ex) {
+        if (pstrText != nullptr)
+            *pstrText = ex.GetText() != nullptr ? ex.GetText() : "";
+        return ex.GetCode();
+    }
+    return 0;
+}
