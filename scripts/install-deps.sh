@@ -5,7 +5,7 @@ set -euo pipefail
 
 packages=(
   build-essential cmake pkg-config
-  libboost-dev libboost-thread-dev libboost-date-time-dev libboost-system-dev
+  libboost-dev libboost-thread-dev libboost-chrono-dev libboost-date-time-dev libboost-system-dev
   libgtest-dev libgmock-dev googletest libbenchmark-dev
   libusb-1.0-0-dev libumockdev-dev umockdev
   binutils

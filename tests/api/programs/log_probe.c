@@ -1,20 +1,41 @@
 /* Runs the exported calls named on the command line, one after the other, and
  * prints each result on its own line as "<call> = <result>", so that a test
- * can read the library's log lines (standard output) between them. */
+ * can read the library's log lines (standard output) between them, or watch
+ * a second process contend for a scanner:
+ *   init, uninit          TV_KR9Initialize(0x1234), TV_KR9Uninitialize()
+ *   plug:SERIAL           plugs a virtual scanner (result 0 or -1)
+ *   open:NAME, close      TV_KR9OpenScanner / TV_KR9CloseScanner on one handle
+ *   hold                  keeps everything as it is until the process is killed (at most a minute) */
 #include <stdio.h>
 #include <string.h>
+#include <unistd.h>
 
+#include "KR9Emulator.h"
 #include "QuorvaneTactiviewKR9.h"
 
 int main(int argc, char** argv)
 {
+    void* hScanner = NULL;
     for (int i = 1; i < argc; ++i) {
         int32_t result;
         if (strcmp(argv[i], "init") == 0)
             result = TV_KR9Initialize((void*)0x1234);
         else if (strcmp(argv[i], "uninit") == 0)
             result = TV_KR9Uninitialize();
-        else {
+        else if (strncmp(argv[i], "plug:", 5) == 0)
+            result = KR9EMU_Plug(argv[i] + 5) != NULL ? 0 : -1;
+        else if (strncmp(argv[i], "open:", 5) == 0)
+            result = TV_KR9OpenScanner(argv[i] + 5, &hScanner);
+        else if (strcmp(argv[i], "close") == 0)
+            result = TV_KR9CloseScanner(&hScanner);
+        else if (strcmp(argv[i], "hold") == 0) {
+            printf("holding\n");
+            fflush(stdout);
+            /* An orphaned holder must not outlive a test that died. */
+            alarm(60);
+            for (;;)
+                pause();
+        } else {
             fprintf(stderr, "unknown call %s\n", argv[i]);
             return 2;
         }
