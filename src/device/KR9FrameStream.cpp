@@ -82,14 +82,10 @@ void ClKR9USBProtocol::ReadFrame8(uint8_t* pPixels, bool bExchangeHalves)
     std::array<uint8_t, kChunkSize> chunk{};
     for (size_t h = 0; h < halves.size(); ++h) {
         ClMemStream stream(halves[h].data(), kHalfBytes, true);
+        // Whole runs of bytes: one block write per chunk moves the same bytes
+        // as single writes would, at a fraction of the cost per frame.
         auto writeBytes = [&](size_t uiBytes) {
-            size_t uiWritten = 0;
-            for (size_t b = 0; b < uiBytes; ++b) {
-                const size_t uiOne = stream.Write(chunk[b]);
-                if (stream.GetThrowOnShort() && uiOne != 1)
-                    ThrowUnexpectedEnd();
-                uiWritten += uiOne;
-            }
+            const size_t uiWritten = stream.WriteBlock(chunk.data(), uiBytes);
             if (stream.GetThrowOnShort() && uiWritten != uiBytes)
                 ThrowUnexpectedEnd();
         };
