@@ -93,6 +93,7 @@ void ClKR9Scanner::GetImageSize(uint32_t* puiWidth, uint32_t* puiHeight) const
 
 bool ClKR9Scanner::IsFingerPresent()
 {
+    std::lock_guard<std::mutex> exchange(m_exchangeMutex);
     return m_pProtocol->IsFingerPresent();
 }
 
@@ -104,6 +105,7 @@ void ClKR9Scanner::GetFrame(ClImage& image, uint32_t uiMode)
     if (uiMode <= 3 && (image.DataType() != eNeeded || image.Planes() != 1 || image.Data() == nullptr))
         throw ClExQuorvane(ZRT_ERROR_INVALID_PARAMETER, KR9_SITE);
     uint16_t* pWords = reinterpret_cast<uint16_t*>(image.Data());
+    std::lock_guard<std::mutex> exchange(m_exchangeMutex);
     switch (uiMode) {
     case 0:
         m_pProtocol->GrabFrame8(image.Data());
@@ -125,12 +127,14 @@ void ClKR9Scanner::GetFrame(ClImage& image, uint32_t uiMode)
 
 void ClKR9Scanner::GetFirmwareVersion(uint32_t auiVersion[4])
 {
+    std::lock_guard<std::mutex> exchange(m_exchangeMutex);
     m_pProtocol->GetFirmwareVersion(auiVersion);
 }
 
 void ClKR9Scanner::GetSerialNumber(std::string& strSerial)
 {
     std::string strDeviceSerial;
+    std::lock_guard<std::mutex> exchange(m_exchangeMutex);
     m_pProtocol->GetDeviceString(strDeviceSerial, 0);
     strSerial = kNamePrefix + strDeviceSerial;
 }

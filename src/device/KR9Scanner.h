@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstdint>
+#include <mutex>
 #include <string>
 
 #include "device/HIDInterface.h"
@@ -40,6 +41,11 @@ public:
     // "KR9 " plus the serial number, asked from the device at every call.
     void GetSerialNumber(std::string& strSerial);
 
+    // The device operations above may come from two threads at once: the
+    // capture thread grabs while the application reads the serial number or
+    // the version. Each runs whole under m_exchangeMutex, so that one thread
+    // never reads the reply to the other's command.
+
 private:
     void Close();
 
@@ -48,4 +54,5 @@ private:
     uint32_t m_uiWidth = kWidth;
     uint32_t m_uiHeight = kHeight;
     uint8_t m_ucRegister28 = 0;
+    std::mutex m_exchangeMutex;
 };

@@ -164,6 +164,23 @@ TEST_F(SessionApi, RoadOfOneCaptureDeliversThePipelineImageOfTheFrame)
     EXPECT_EQ(final.ucFinal, 1);
     EXPECT_TRUE(final.image == expected);
 
+    // The device answers serial number and version reads in the middle of the
+    // capture; with a reply time, the two threads' exchanges overlap.
+    KR9EMU_SetTiming(pDevice, 0, 1);
+    for (int nRead = 0; nRead < 100; ++nRead) {
+        ASSERT_EQ(TV_KR9GetSerialNumber(m_hScanner, szSerial), ZRT_SUCCESS);
+        ASSERT_EQ(std::string(szSerial), "KR9 ROAD0");
+        uiSize = sizeof(szVersion) - 1;
+        ASSERT_EQ(TV_KR9GetVersionString(m_hScanner, szVersion, &uiSize), ZRT_SUCCESS);
+        ASSERT_EQ(std::string(szVersion, uiSize), " FW: 9.8.7.6 LIB: 1.0.1.1751 FPGA: 0.0.0.0");
+    }
+    EXPECT_EQ(FetchUntil(m_hScanner, [](const StFetch& fetch) { return fetch.ucFinal || fetch.nStatus; }).nStatus, 0)
+        << "the capture thread lived through it";
+    KR9EMU_SetTiming(pDevice, 0, 0);
+    uiSize = sizeof(szVersion);
+    EXPECT_EQ(TV_KR9GetPropertyA(m_hScanner, "Version", szVersion, &uiSize), ZRT_SUCCESS);
+    EXPECT_STREQ(szVersion, "1.0.1.1751");
+
     // Lifted: white previews, never final.
     KR9EMU_SetFingerPresent(pDevice, 0);
     const StFetch idle = FetchUntil(m_hScanner, [](const StFetch& fetch) { return IsWhite(fetch.image); });
