@@ -9,6 +9,7 @@ packages=(
   libgtest-dev libgmock-dev googletest libbenchmark-dev
   libusb-1.0-0-dev libumockdev-dev umockdev
   binutils
+  clang libclang-rt-14-dev
 )
 
 missing=()
