@@ -83,13 +83,22 @@ T* DataAs(UMockdevIoctlData* pData)
 
 }  // namespace
 
+// A submitted URB as umockdev resolved it: the struct and its buffer. Data go
+// into the resolved copies, which umockdev writes back to the client when the
+// reap completes.
+struct StUrb
+{
+    UMockdevIoctlData* pUrb;
+    UMockdevIoctlData* pBuffer;
+};
+
 // One open of the node: its own model connection and its own URBs.
 struct ClKR9UmockdevDevice::StClient
 {
     uint32_t uiConnection = 0;
     bool bConnected = false;
-    std::deque<UMockdevIoctlData*> pendingIn;   // interrupt IN URBs waiting for a report
-    std::deque<UMockdevIoctlData*> reapable;    // completed URBs, in order
+    std::deque<StUrb> pendingIn;   // interrupt IN URBs waiting for a report
+    std::deque<StUrb> reapable;    // completed URBs, in order
 };
 
 // The usbfs side of one device, on umockdev's thread.
@@ -114,8 +123,10 @@ struct ClKR9UmockdevDevice::StHandler
     static void DropUrbs(StClient& client)
     {
         for (auto* pList : {&client.pendingIn, &client.reapable}) {
-            for (UMockdevIoctlData* pUrb : *pList)
-                umockdev_ioctl_data_unref(pUrb);
+            for (const StUrb& urb : *pList) {
+                umockdev_ioctl_data_unref(urb.pBuffer);
+                umockdev_ioctl_data_unref(urb.pUrb);
+            }
             pList->clear();
         }
     }
@@ -201,7 +212,7 @@ struct ClKR9UmockdevDevice::StHandler
         if (pUrb->type == USBDEVFS_URB_TYPE_CONTROL && pUrb->buffer_length >= static_cast<int>(kSetupBytes)) {
             pUrb->status = Control(client, pBuffer->data, pUrb->buffer_length, pUrb->actual_length);
         } else if (pUrb->type == USBDEVFS_URB_TYPE_INTERRUPT && pUrb->endpoint == kInEndpoint) {
-            client.pendingIn.push_back(pUrbData);
+            client.pendingIn.push_back({pUrbData, pBuffer});
             bQueued = true;
         } else if (pUrb->type == USBDEVFS_URB_TYPE_INTERRUPT && pUrb->endpoint == kOutEndpoint && pModel != nullptr &&
                    client.bConnected) {
@@ -213,8 +224,7 @@ struct ClKR9UmockdevDevice::StHandler
             pUrb->status = -EPIPE;
         }
         if (!bQueued)
-            client.reapable.push_back(pUrbData);
-        umockdev_ioctl_data_unref(pBuffer);
+            client.reapable.push_back({pUrbData, pBuffer});
         Complete(pClient, true);
     }
 
@@ -222,18 +232,18 @@ struct ClKR9UmockdevDevice::StHandler
     {
         const std::shared_ptr<ClKR9DeviceModel>& pModel = pDevice->m_pModel;
         if (client.reapable.empty() && !client.pendingIn.empty() && pModel != nullptr && client.bConnected) {
-            UMockdevIoctlData* pUrbData = client.pendingIn.front();
-            usbdevfs_urb* pUrb = DataAs<usbdevfs_urb>(pUrbData);
+            const StUrb urb = client.pendingIn.front();
+            usbdevfs_urb* pUrb = DataAs<usbdevfs_urb>(urb.pUrb);
             ClKR9DeviceModel::Report report;
             const ClKR9DeviceModel::ETransfer eResult = pModel->WaitForInputReport(client.uiConnection, report.data(), 0);
             if (eResult != ClKR9DeviceModel::ETransfer::eTimedOut) {
                 pUrb->status = StatusOf(eResult);
                 if (pUrb->status == 0) {
                     pUrb->actual_length = std::min<int>(pUrb->buffer_length, static_cast<int>(report.size()));
-                    memcpy(pUrb->buffer, report.data(), static_cast<size_t>(pUrb->actual_length));
+                    memcpy(urb.pBuffer->data, report.data(), static_cast<size_t>(pUrb->actual_length));
                 }
                 client.pendingIn.pop_front();
-                client.reapable.push_back(pUrbData);
+                client.reapable.push_back(urb);
             }
         }
         if (client.reapable.empty()) {
@@ -242,13 +252,14 @@ struct ClKR9UmockdevDevice::StHandler
             std::this_thread::sleep_for(kIdleReap);
             return Complete(pClient, false, EAGAIN);
         }
-        UMockdevIoctlData* pUrbData = client.reapable.front();
+        const StUrb urb = client.reapable.front();
         client.reapable.pop_front();
         UMockdevIoctlData* pTarget =
             umockdev_ioctl_data_resolve(umockdev_ioctl_client_get_arg(pClient), 0, sizeof(gpointer), nullptr);
-        umockdev_ioctl_data_set_ptr(pTarget, 0, pUrbData);
+        umockdev_ioctl_data_set_ptr(pTarget, 0, urb.pUrb);
         umockdev_ioctl_data_unref(pTarget);
-        umockdev_ioctl_data_unref(pUrbData);
+        umockdev_ioctl_data_unref(urb.pBuffer);
+        umockdev_ioctl_data_unref(urb.pUrb);
         Complete(pClient, true);
     }
 
@@ -256,9 +267,9 @@ struct ClKR9UmockdevDevice::StHandler
     {
         const gulong ulAddress = *reinterpret_cast<gulong*>(umockdev_ioctl_client_get_arg(pClient)->data);
         for (auto it = client.pendingIn.begin(); it != client.pendingIn.end(); ++it) {
-            if ((*it)->client_addr != ulAddress)
+            if (it->pUrb->client_addr != ulAddress)
                 continue;
-            DataAs<usbdevfs_urb>(*it)->status = -ENOENT;
+            DataAs<usbdevfs_urb>(it->pUrb)->status = -ENOENT;
             client.reapable.push_back(*it);
             client.pendingIn.erase(it);
             return Complete(pClient, true);
@@ -478,9 +489,9 @@ void ClKR9UmockdevBus::Unplug(ClKR9UmockdevDevice& device)
         // The node never reports an error to poll, so the transfers under way end the way the
         // kernel ends them at a disconnect, and everything after finds no device.
         for (auto& entry : handler.clients) {
-            for (UMockdevIoctlData* pUrb : entry.second.pendingIn) {
-                DataAs<usbdevfs_urb>(pUrb)->status = -ESHUTDOWN;
-                entry.second.reapable.push_back(pUrb);
+            for (const StUrb& urb : entry.second.pendingIn) {
+                DataAs<usbdevfs_urb>(urb.pUrb)->status = -ESHUTDOWN;
+                entry.second.reapable.push_back(urb);
             }
             entry.second.pendingIn.clear();
         }

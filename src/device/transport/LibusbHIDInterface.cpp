@@ -118,9 +118,17 @@ StHidInterfaces FindHidInterfaces(ClLibusbWrapper& usb, libusb_device* pDevice)
     return found;
 }
 
+// Any thread that handles libusb's events may run the callback of our
+// transfer, so the flag is written and read atomically (libusb reads it too,
+// through the plain int pointer it is given).
 void LIBUSB_CALL OnTransferDone(libusb_transfer* pTransfer)
 {
-    *static_cast<int*>(pTransfer->user_data) = 1;
+    __atomic_store_n(static_cast<int*>(pTransfer->user_data), 1, __ATOMIC_RELEASE);
+}
+
+bool IsCompleted(const int& nCompleted)
+{
+    return __atomic_load_n(&nCompleted, __ATOMIC_ACQUIRE) != 0;
 }
 
 // Without libusb, or on a system without USB, there are no USB devices, and
@@ -365,7 +373,7 @@ ClLibusbHIDInterface::EWait ClLibusbHIDInterface::WaitFor(StTransfer& transfer, 
     const bool bBounded = nTimeoutMs >= 0;
     const Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(bBounded ? nTimeoutMs : 0);
     // At least one pass, so that a time-out of 0 still takes what has come in.
-    while (transfer.nCompleted == 0) {
+    while (!IsCompleted(transfer.nCompleted)) {
         timeval wait{1, 0};
         if (bBounded) {
             const auto left = std::chrono::duration_cast<std::chrono::microseconds>(deadline - Clock::now());
@@ -376,7 +384,7 @@ ClLibusbHIDInterface::EWait ClLibusbHIDInterface::WaitFor(StTransfer& transfer, 
             m_pUsb->Usb().handle_events_timeout_completed(m_pUsb->Context(), &wait, &transfer.nCompleted);
         if (nResult < 0 && nResult != LIBUSB_ERROR_INTERRUPTED && nResult != LIBUSB_ERROR_TIMEOUT)
             return EWait::eFailed;
-        if (transfer.nCompleted == 0 && bBounded && Clock::now() >= deadline)
+        if (!IsCompleted(transfer.nCompleted) && bBounded && Clock::now() >= deadline)
             return EWait::eTimedOut;
     }
     transfer.bPending = false;
