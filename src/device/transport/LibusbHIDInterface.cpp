@@ -263,9 +263,11 @@ void ClLibusbHIDInterface::Open(const StHIDDeviceInfo& device)
     } catch (const ClException& ex) {
         throw ClException(ex.GetText(), ZRT_ERROR_DEVICE_INTERNAL, true, KR9_SITE);
     }
-    ClLibusbWrapper& usb = m_pUsb->Usb();
+    // Kept here too: a failure below closes the transport, and the list must outlive that.
+    const std::shared_ptr<ClLibusbContext> pUsb = m_pUsb;
+    ClLibusbWrapper& usb = pUsb->Usb();
     {
-        ClDeviceList list(*m_pUsb, "libusb_open");
+        ClDeviceList list(*pUsb, "libusb_open");
         auto it = std::find_if(list.begin(), list.end(),
                                [&](libusb_device* pDevice) { return DeviceLocation(usb, pDevice) == parsed.strLocation; });
         if (it == list.end())
