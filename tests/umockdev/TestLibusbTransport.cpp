@@ -106,7 +106,7 @@ TEST_F(UmockdevTest, ReadTimesOutAndTheLateReportGoesToTheNextRead)
     EXPECT_EQ(transport.Read(aucFirst, kReport, 0), 0u) << "nothing was asked";
     EXPECT_FALSE(transport.GetPhysicalDescriptor(aucFirst, sizeof(aucFirst))) << "no frame under way: stalled";
 
-    device.Model()->SetTiming(0, 300);
+    device.Model()->SetTiming(0, 1000);
     aucFirst[8] = 10;
     EXPECT_EQ(transport.Write(aucFirst, kReport, 5000), kReport);
     EXPECT_EQ(transport.Read(aucFirst, kReport, 30), 0u) << "the reply comes after the time-out";
