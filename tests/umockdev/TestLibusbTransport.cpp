@@ -1,0 +1,198 @@
+// The libusb transport against emulated usbfs devices: the real backend code
+// and real libusb, with the scanner's side played by the device model.
+#include <algorithm>
+#include <chrono>
+#include <cstring>
+#include <future>
+#include <mutex>
+#include <thread>
+
+#include "../unit/ExceptionCode.h"
+#include "../unit/VirtualScanner.h"
+#include "SDKLogger.h"
+#include "UmockdevFixture.h"
+#include "device/KR9Scanner.h"
+#include "device/transport/LibusbHIDInterface.h"
+#include "device/transport/LibusbWrapper.h"
+#include "imaging/FpImage.h"
+
+namespace {
+
+constexpr uint64_t kReport = 65;
+
+std::vector<uint8_t> GradientFrame(uint8_t ucOffset)
+{
+    std::vector<uint8_t> frame(KR9EMU_FRAME_BYTES);
+    for (size_t i = 0; i < frame.size(); ++i)
+        frame[i] = static_cast<uint8_t>(i / KR9EMU_FRAME_WIDTH * 3 + i % KR9EMU_FRAME_WIDTH + ucOffset);
+    return frame;
+}
+
+std::vector<uint8_t> Grab8(ClKR9Scanner& scanner)
+{
+    ClImage image;
+    image.Create(ClImage::uint8, 256, 360, 1, 0, 0, true);
+    scanner.GetFrame(image, 0);
+    return std::vector<uint8_t>(image.Data(), image.Data() + KR9EMU_FRAME_BYTES);
+}
+
+int LIBUSB_CALL RefuseOpen(libusb_device*, libusb_device_handle**)
+{
+    return LIBUSB_ERROR_ACCESS;
+}
+
+TEST_F(UmockdevTest, TransportListsHidDevicesAndTheScannerLayerKeepsTheKR9s)
+{
+    ClKR9UmockdevDevice& scanner = AddScanner("U42");
+    ClKR9UmockdevDevice& unnamed = AddScanner("");
+    ClKR9UmockdevDevice& keyboard = Bus().AddOtherHidDevice({0x046D, 0xC31C});
+
+    ClHIDDeviceList devices;
+    ClLibusbHIDInterface().Enumerate(devices);
+    ASSERT_EQ(devices.size(), 3u);
+    devices.sort([](const StHIDDeviceInfo& a, const StHIDDeviceInfo& b) { return a.m_strPath < b.m_strPath; });
+    const std::vector<std::pair<ClKR9UmockdevDevice*, std::string>> expected = {
+        {&scanner, "U42"}, {&unnamed, ""}, {&keyboard, ""}};
+    auto it = devices.begin();
+    for (const auto& want : expected) {
+        EXPECT_EQ(it->m_strPath, want.first->Path());
+        EXPECT_EQ(it->m_strName, want.second);
+        ++it;
+    }
+    EXPECT_EQ(devices.back().m_usVendorId, 0x046D);
+    EXPECT_EQ(devices.back().m_usProductId, 0xC31C);
+
+    ClKR9Scanner::Enumerate(devices);
+    std::vector<std::string> names;
+    for (const StHIDDeviceInfo& device : devices)
+        names.push_back(device.m_strName);
+    std::sort(names.begin(), names.end());
+    EXPECT_EQ(names, (std::vector<std::string>{"KR9 ", "KR9 U42"})) << "the keyboard is dropped";
+    EXPECT_TRUE(scanner.DriverBound() && keyboard.DriverBound()) << "enumeration gives every interface back";
+
+    // A device we may not open (permissions) is left out; opening it is -62 with libusb's code.
+    ClLibusbContext::Get()->Usb().open = &RefuseOpen;
+    ClLibusbHIDInterface transport;
+    transport.Enumerate(devices);
+    EXPECT_EQ(devices.size(), 2u) << "nothing added";
+    std::string strText;
+    EXPECT_EQ(CodeOf([&] { transport.Open(InfoOf(scanner)); }, &strText), ZRT_ERROR_DEVICE_INTERNAL);
+    EXPECT_NE(strText.find("libusb_open (-3)"), std::string::npos) << strText;
+}
+
+TEST_F(UmockdevTest, ScannerSessionDetachesClaimsGrabsAndGivesTheInterfaceBack)
+{
+    ClKR9UmockdevDevice& device = AddScanner("F1");
+    const std::vector<uint8_t> frame = GradientFrame(7);
+    device.Model()->SetFrames(frame.data(), 1);
+    device.Model()->SetFingerPresent(true);
+    {
+        ClKR9Scanner scanner(InfoOf(device));
+        EXPECT_FALSE(device.DriverBound());
+        EXPECT_TRUE(device.Claimed());
+        EXPECT_TRUE(scanner.IsFingerPresent());
+        EXPECT_EQ(Grab8(scanner), frame) << "all 24 chunks, halves in place";
+    }
+    EXPECT_TRUE(device.DriverBound()) << "usbhid gets the interface back";
+    EXPECT_FALSE(device.Claimed());
+}
+
+TEST_F(UmockdevTest, ReadTimesOutAndTheLateReportGoesToTheNextRead)
+{
+    ClKR9UmockdevDevice& device = AddScanner("T1");
+    ClLibusbHIDInterface transport;
+    transport.Open(InfoOf(device));
+    uint8_t aucFirst[kReport] = {};
+    EXPECT_EQ(transport.Read(aucFirst, kReport, 0), 0u) << "nothing was asked";
+    EXPECT_FALSE(transport.GetPhysicalDescriptor(aucFirst, sizeof(aucFirst))) << "no frame under way: stalled";
+
+    device.Model()->SetTiming(0, 1000);
+    aucFirst[8] = 10;
+    EXPECT_EQ(transport.Write(aucFirst, kReport, 5000), kReport);
+    EXPECT_EQ(transport.Read(aucFirst, kReport, 30), 0u) << "the reply comes after the time-out";
+    uint8_t aucSecond[kReport];
+    memset(aucSecond, 0xAB, sizeof(aucSecond));
+    EXPECT_EQ(transport.Read(aucSecond, kReport, -1), kReport);
+    EXPECT_EQ(aucSecond[0], 0) << "report id";
+    EXPECT_EQ(aucSecond[8], 10) << "the late reply to command 10";
+
+    transport.Close();
+    transport.Close();
+    EXPECT_EQ(CodeOf([&] { transport.Read(aucFirst, kReport, 0); }), ZRT_ERROR_READ_FAIL);
+    EXPECT_EQ(CodeOf([&] { transport.Write(aucFirst, kReport, 0); }), ZRT_ERROR_WRITE_FAIL);
+}
+
+TEST_F(UmockdevTest, UnplugFailsTheWaitingReadAndEverythingAfter)
+{
+    ClKR9UmockdevDevice& device = AddScanner("P1");
+    ClLibusbHIDInterface transport;
+    transport.Open(InfoOf(device));
+    auto waiting = std::async(std::launch::async, [&] {
+        uint8_t aucReport[kReport];
+        return CodeOf([&] { transport.Read(aucReport, kReport, -1); });
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    Bus().Unplug(device);
+    ASSERT_EQ(waiting.wait_for(std::chrono::seconds(5)), std::future_status::ready);
+    EXPECT_EQ(waiting.get(), ZRT_ERROR_READ_FAIL);
+
+    uint8_t aucReport[kReport] = {};
+    EXPECT_EQ(CodeOf([&] { transport.Write(aucReport, kReport, 1000); }), ZRT_ERROR_WRITE_FAIL);
+    EXPECT_FALSE(transport.GetPhysicalDescriptor(aucReport, sizeof(aucReport)));
+    transport.Close();
+    ClHIDDeviceList devices;
+    ClKR9Scanner::Enumerate(devices);
+    EXPECT_TRUE(devices.empty());
+    EXPECT_EQ(CodeOf([&] { transport.Open(InfoOf(device)); }), ZRT_ERROR_DEVICE_INTERNAL);
+}
+
+TEST_F(UmockdevTest, TwoScannersCaptureAtOnce)
+{
+    std::vector<ClKR9UmockdevDevice*> devices = AddScanners(2);
+    std::vector<std::future<bool>> grabs;
+    for (uint8_t i = 0; i < 2; ++i) {
+        const std::vector<uint8_t> frame = GradientFrame(static_cast<uint8_t>(100 * i));
+        devices[i]->Model()->SetFrames(frame.data(), 1);
+        grabs.push_back(std::async(std::launch::async, [this, frame, pDevice = devices[i]] {
+            ClKR9Scanner scanner(InfoOf(*pDevice));
+            bool bSame = true;
+            for (int n = 0; n < 3; ++n)
+                bSame = bSame && Grab8(scanner) == frame;
+            return bSame;
+        }));
+    }
+    for (auto& grab : grabs)
+        EXPECT_TRUE(grab.get()) << "each scanner's own frame, every time";
+}
+
+std::mutex s_logMutex;
+std::vector<std::string> s_logLines;
+
+void CollectLog(int32_t, const char* pszText)
+{
+    std::lock_guard<std::mutex> lock(s_logMutex);
+    s_logLines.push_back(pszText);
+}
+
+TEST_F(UmockdevTest, WithoutLibusbVirtualScannersStayAndOneLineSaysWhy)
+{
+    AddScanner("U1");
+    ClLibusbContext::SetLibraryName("libusb-absent.so.0");
+    ClLibusbContext::Release();
+    ClSDKLogger::SetSink(&CollectLog);
+    ClVirtualScanner virtualScanner("V1");
+    ClHIDDeviceList devices;
+    for (int i = 0; i < 2; ++i) {
+        ClKR9Scanner::Enumerate(devices);
+        ASSERT_EQ(devices.size(), 1u);
+        EXPECT_EQ(devices.front().m_strName, "KR9 V1");
+    }
+    ClSDKLogger::SetSink(nullptr);
+    ASSERT_EQ(s_logLines.size(), 1u);
+    EXPECT_NE(s_logLines[0].find("libusb-absent.so.0"), std::string::npos) << s_logLines[0];
+    StHIDDeviceInfo usbDevice;
+    usbDevice.m_strPath = "usb:1-2:1.0";
+    EXPECT_EQ(CodeOf([&] { ClLibusbHIDInterface().Open(usbDevice); }), ZRT_ERROR_DEVICE_INTERNAL);
+}
+
+}  // namespace
