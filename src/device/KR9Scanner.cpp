@@ -1,11 +1,52 @@
 #include "device/KR9Scanner.h"
 
+#include <map>
 #include <memory>
+#include <mutex>
+#include <string>
 
 #include "Exception.h"
 #include "device/KR9DeviceIds.h"
 #include "device/transport/TransportFactory.h"
 #include "imaging/FpImage.h"
+
+namespace {
+
+// The display names this process has given its scanners, by transport path.
+// On Linux an open session claims the scanner's USB interface, so a listing
+// cannot open that scanner to ask its serial number: it takes the name it
+// found before, and a multi-scanner application can list and open the next
+// scanner while the first one captures. Never destroyed: listings may run
+// from exit handlers and late threads.
+class ClKnownScannerNames
+{
+public:
+    static ClKnownScannerNames& Instance()
+    {
+        static ClKnownScannerNames* s_pNames = new ClKnownScannerNames();
+        return *s_pNames;
+    }
+    void Remember(const std::string& strPath, const std::string& strName)
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        m_names[strPath] = strName;
+    }
+    bool Find(const std::string& strPath, std::string& strName)
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        const auto it = m_names.find(strPath);
+        if (it == m_names.end())
+            return false;
+        strName = it->second;
+        return true;
+    }
+
+private:
+    std::mutex m_mutex;
+    std::map<std::string, std::string> m_names;
+};
+
+}  // namespace
 
 void ClKR9Scanner::Enumerate(ClHIDDeviceList& devices)
 {
@@ -19,7 +60,14 @@ void ClKR9Scanner::Enumerate(ClHIDDeviceList& devices)
         // Each scanner is asked for its serial number in a session of its own;
         // nothing else is sent, so enumeration leaves started state and registers alone.
         for (StHIDDeviceInfo& device : devices) {
-            pInterface->Open(device);
+            try {
+                pInterface->Open(device);
+            } catch (const ClException&) {
+                // Held by a session of this process: known by its earlier name.
+                if (ClKnownScannerNames::Instance().Find(device.m_strPath, device.m_strName))
+                    continue;
+                throw;
+            }
             try {
                 ClKR9USBProtocol protocol(pInterface.get());
                 protocol.OpenSession();
@@ -31,6 +79,7 @@ void ClKR9Scanner::Enumerate(ClHIDDeviceList& devices)
                 throw;
             }
             pInterface->Close();
+            ClKnownScannerNames::Instance().Remember(device.m_strPath, device.m_strName);
         }
     } catch (const ClException& ex) {
         throw ClException(ex.GetText(), ZRT_ERROR_DEVICE_OPEN_FAIL, true, KR9_SITE);

@@ -165,6 +165,24 @@ TEST_F(UmockdevTest, TwoScannersCaptureAtOnce)
         EXPECT_TRUE(grab.get()) << "each scanner's own frame, every time";
 }
 
+TEST_F(UmockdevTest, ScannersHeldBySessionsStayListedSoTheNextOneOpens)
+{
+    std::vector<ClKR9UmockdevDevice*> devices = AddScanners(2);
+    ClHIDDeviceList listed;
+    ClKR9Scanner::Enumerate(listed);
+    ASSERT_EQ(listed.size(), 2u);
+    // The first session claims its interface; a listing cannot open that scanner now.
+    ClKR9Scanner first(InfoOf(*devices[0]));
+    ClKR9Scanner::Enumerate(listed);
+    std::vector<std::string> names;
+    for (const StHIDDeviceInfo& device : listed)
+        names.push_back(device.m_strName);
+    std::sort(names.begin(), names.end());
+    EXPECT_EQ(names, (std::vector<std::string>{"KR9 U1", "KR9 U2"}));
+    ClKR9Scanner second(InfoOf(*devices[1]));
+    EXPECT_TRUE(first.IsFingerPresent() == second.IsFingerPresent());
+}
+
 std::mutex s_logMutex;
 std::vector<std::string> s_logLines;
 
