@@ -5,7 +5,6 @@
 #include <csignal>
 #include <cstdio>
 #include <cstring>
-#include <fstream>
 #include <functional>
 #include <string>
 #include <thread>
@@ -17,6 +16,7 @@
 
 #include <gtest/gtest.h>
 
+#include "../unit/NistFrame.h"
 #include "KR9Emulator.h"
 #include "QuorvaneTactiviewKR9.h"
 // The oracle for the image: the same pipeline, run here on the raw frame.
@@ -27,20 +27,6 @@ namespace {
 
 constexpr size_t kImageBytes = KR9EMU_FRAME_BYTES;
 using Image = std::vector<uint8_t>;
-
-Image ReadNistFrame(const char* pszName)
-{
-    std::ifstream file(std::string(KR9_TESTDATA_DIR) + "/nist/" + pszName + ".pgm", std::ios::binary);
-    std::string strMagic;
-    int nWidth = 0, nHeight = 0, nMaxValue = 0;
-    file >> strMagic >> nWidth >> nHeight >> nMaxValue;
-    file.get();
-    Image frame(kImageBytes);
-    if (strMagic != "P5" || nWidth != KR9EMU_FRAME_WIDTH || nHeight != KR9EMU_FRAME_HEIGHT ||
-        !file.read(reinterpret_cast<char*>(frame.data()), kImageBytes))
-        frame.clear();
-    return frame;
-}
 
 Image PipelineOutput(const Image& frame)
 {

@@ -8,6 +8,7 @@
 #include <thread>
 
 #include "../unit/ExceptionCode.h"
+#include "../unit/NistFrame.h"
 #include "../unit/VirtualScanner.h"
 #include "SDKLogger.h"
 #include "UmockdevFixture.h"
@@ -15,6 +16,7 @@
 #include "device/transport/LibusbHIDInterface.h"
 #include "device/transport/LibusbWrapper.h"
 #include "imaging/FpImage.h"
+#include "session/KR9Handle.h"
 
 namespace {
 
@@ -181,6 +183,32 @@ TEST_F(UmockdevTest, ScannersHeldBySessionsStayListedSoTheNextOneOpens)
     EXPECT_EQ(names, (std::vector<std::string>{"KR9 U1", "KR9 U2"}));
     ClKR9Scanner second(InfoOf(*devices[1]));
     EXPECT_TRUE(first.IsFingerPresent() == second.IsFingerPresent());
+}
+
+TEST_F(UmockdevTest, WholeCaptureRunsOverLibusb)
+{
+    ClKR9UmockdevDevice& device = AddScanner("U7");
+    const std::vector<uint8_t> frame = ReadNistFrame("loop-right");
+    ASSERT_FALSE(frame.empty());
+    device.Model()->SetFrames(frame.data(), 1);
+    device.Model()->SetFingerPresent(true);
+    ClHIDDeviceList listed;
+    ClKR9Scanner::Enumerate(listed);
+    ASSERT_EQ(listed.size(), 1u);
+
+    ClKR9Handle session;
+    session.Open(listed.front());
+    session.SetCaptureMode(0);
+    std::vector<uint8_t> image(KR9EMU_FRAME_BYTES);
+    uint64_t uiReserved = 0;
+    uint8_t ucFinal = 0;
+    int32_t nStatus = 0;
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (ucFinal == 0 && nStatus == 0 && std::chrono::steady_clock::now() < deadline)
+        session.GetImage(image.data(), &uiReserved, &ucFinal, &nStatus);
+    session.Close();
+    EXPECT_EQ(nStatus, 0);
+    EXPECT_EQ(ucFinal, 1) << "a steady finger gives a final image over real libusb code";
 }
 
 std::mutex s_logMutex;

@@ -2,7 +2,6 @@
 // the steadiness decision on images with known finger areas.
 #include <chrono>
 #include <condition_variable>
-#include <fstream>
 #include <functional>
 #include <mutex>
 #include <string>
@@ -12,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include "ExceptionCode.h"
+#include "NistFrame.h"
 #include "SDKLogger.h"
 #include "VirtualScanner.h"
 #include "device/KR9Scanner.h"
@@ -66,18 +66,6 @@ TEST(FingerStable, NeedsThreeLargeCountsCloseToTheNewest)
     EXPECT_TRUE(capture.IsFingerStable(image));
     FillFingerArea(image, 30000, 241);
     EXPECT_FALSE(capture.IsFingerStable(image));
-}
-
-std::vector<uint8_t> ReadNistFrame(const char* pszName)
-{
-    std::ifstream file(std::string(KR9_TESTDATA_DIR) + "/nist/" + pszName + ".pgm", std::ios::binary);
-    std::string strMagic;
-    int nWidth = 0, nHeight = 0, nMaxValue = 0;
-    file >> strMagic >> nWidth >> nHeight >> nMaxValue;
-    file.get();
-    std::vector<uint8_t> frame(KR9EMU_FRAME_BYTES);
-    file.read(reinterpret_cast<char*>(frame.data()), frame.size());
-    return file ? frame : std::vector<uint8_t>();
 }
 
 struct StEvent
