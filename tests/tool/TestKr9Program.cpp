@@ -174,6 +174,7 @@ TEST(Kr9Program, AScannerPulledDuringTheCaptureEndsItWithTheCode)
 {
     // A finger pressed down so slowly that the capture is still going when the scanner goes.
     KR9EMU_Device* pDevice = KR9EMU_Plug("PULL");
+    EXPECT_EQ(KR9EMU_Touch(pDevice, 3, 60001, 1000), ZRT_ERROR_INVALID_PARAMETER);   // no touch lasts minutes
     ASSERT_EQ(KR9EMU_Touch(pDevice, 3, 60000, 1000), ZRT_SUCCESS);
     StRun run{};
     std::thread capture([&run] { run = Kr9({"capture", "KR9 PULL", "-o", "x.png"}); });
