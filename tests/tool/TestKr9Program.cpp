@@ -109,9 +109,9 @@ KR9EMU_Device* PlugShowingRealFinger(const char* pszSerial, Image& expectedImage
 TEST(Kr9Program, CaptureWritesTheFinalImageAsPngOf500DpiAndItsMask)
 {
     Image expected;
-    KR9EMU_Device* pDevice = PlugShowingRealFinger("PNG", expected);
+    KR9EMU_Device* pDevice = PlugShowingRealFinger("TOOLPNG", expected);
     ASSERT_NE(pDevice, nullptr);
-    const StRun run = Kr9({"capture", "KR9 PNG", "-o", "kr9_test.png", "--mask", "kr9_test_mask.png"});
+    const StRun run = Kr9({"capture", "KR9 TOOLPNG", "-o", "kr9_test.png", "--mask", "kr9_test_mask.png"});
     KR9EMU_Unplug(pDevice);
     ASSERT_EQ(run.nExit, 0) << run.strErr;
 
@@ -150,11 +150,11 @@ TEST(Kr9Program, PreviewEndsAfterTheFramesAsked)
 
 TEST(Kr9Program, FailuresGiveOneLineWithTheCodeAndExitNonZero)
 {
-    KR9EMU_Device* pIdle = KR9EMU_Plug("IDLE");
-    KR9EMU_Device* pOther = KR9EMU_Plug("OTHER");
+    KR9EMU_Device* pIdle = KR9EMU_Plug("TOOLIDLE");
+    KR9EMU_Device* pOther = KR9EMU_Plug("TOOLOTHR");
     const struct { std::vector<std::string> args; const char* pszMessage; } cases[] = {
         {{"capture", "KR9 NONE", "-o", "x.png"}, "kr9: opening \"KR9 NONE\": error -44: "},
-        {{"capture", "KR9 IDLE", "-o", "x.png", "--timeout", "0.3"}, " within 0.3 s: error -15: "},
+        {{"capture", "KR9 TOOLIDLE", "-o", "x.png", "--timeout", "0.3"}, " within 0.3 s: error -15: "},
         {{"info"}, "kr9: 2 scanners attached: name one"},
     };
     for (const auto& c : cases) {
@@ -173,29 +173,29 @@ TEST(Kr9Program, FailuresGiveOneLineWithTheCodeAndExitNonZero)
 TEST(Kr9Program, AScannerPulledDuringTheCaptureEndsItWithTheCode)
 {
     // A finger pressed down so slowly that the capture is still going when the scanner goes.
-    KR9EMU_Device* pDevice = KR9EMU_Plug("PULL");
+    KR9EMU_Device* pDevice = KR9EMU_Plug("TOOLPULL");
     EXPECT_EQ(KR9EMU_Touch(pDevice, 3, 60001, 1000), ZRT_ERROR_INVALID_PARAMETER);   // no touch lasts minutes
     ASSERT_EQ(KR9EMU_Touch(pDevice, 3, 60000, 1000), ZRT_SUCCESS);
     StRun run{};
-    std::thread capture([&run] { run = Kr9({"capture", "KR9 PULL", "-o", "x.png"}); });
+    std::thread capture([&run] { run = Kr9({"capture", "KR9 TOOLPULL", "-o", "x.png"}); });
     KR9EMU_Stats stats{};
     while (KR9EMU_GetStats(pDevice, &stats) == ZRT_SUCCESS && stats.chunksServed == 0)
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     KR9EMU_Unplug(pDevice);
     capture.join();
     EXPECT_EQ(run.nExit, 1);
-    EXPECT_EQ(run.strErr.find("kr9: capturing from \"KR9 PULL\": error -"), 0u) << run.strErr;
+    EXPECT_EQ(run.strErr.find("kr9: capturing from \"KR9 TOOLPULL\": error -"), 0u) << run.strErr;
 }
 
 // The program as its own process, with KR9_VIRTUAL_SCANNERS plugging the
 // same serial there while this process holds the scanner open.
 TEST(Kr9Program, AScannerOpenInAnotherProcessIsReportedAsInUse)
 {
-    KR9EMU_Device* pDevice = KR9EMU_Plug("BUSY");
+    KR9EMU_Device* pDevice = KR9EMU_Plug("TOOLBUSY");
     void* hScanner = nullptr;
     ASSERT_EQ(TV_KR9Initialize(nullptr), ZRT_SUCCESS);
-    ASSERT_EQ(TV_KR9OpenScanner("KR9 BUSY", &hScanner), ZRT_SUCCESS);
-    FILE* pChild = popen("KR9_VIRTUAL_SCANNERS=BUSY " KR9_PROGRAM " capture 'KR9 BUSY' -o x.png 2>&1", "r");
+    ASSERT_EQ(TV_KR9OpenScanner("KR9 TOOLBUSY", &hScanner), ZRT_SUCCESS);
+    FILE* pChild = popen("KR9_VIRTUAL_SCANNERS=TOOLBUSY " KR9_PROGRAM " capture 'KR9 TOOLBUSY' -o x.png 2>&1", "r");
     ASSERT_NE(pChild, nullptr);
     char szLine[512] = {};
     const bool bRead = fgets(szLine, sizeof(szLine), pChild) != nullptr;
@@ -204,7 +204,7 @@ TEST(Kr9Program, AScannerOpenInAnotherProcessIsReportedAsInUse)
     TV_KR9Uninitialize();
     KR9EMU_Unplug(pDevice);
     ASSERT_TRUE(bRead);
-    EXPECT_EQ(std::string(szLine).find("kr9: opening \"KR9 BUSY\": error -61: "), 0u) << szLine;
+    EXPECT_EQ(std::string(szLine).find("kr9: opening \"KR9 TOOLBUSY\": error -61: "), 0u) << szLine;
     EXPECT_TRUE(WIFEXITED(nStatus) && WEXITSTATUS(nStatus) == 1);
 }
 
