@@ -79,7 +79,8 @@ void AppendHalf(std::vector<uint8_t>& stream, const uint8_t* pPicture, size_t ui
 ClKR9DeviceModel::ClKR9DeviceModel(const std::string& strSerial)
     : m_strSerial(strSerial),
       m_syntheticFinger(KR9EMU_FRAME_BYTES),
-      m_emptySensor(KR9EMU_FRAME_BYTES, kEmptySensorValue)
+      m_emptySensor(KR9EMU_FRAME_BYTES, kEmptySensorValue),
+      m_touchPicture(KR9EMU_FRAME_BYTES, kEmptySensorValue)
 {
     m_aucRegisters[28] = kInitialRegister28;
     uint32_t uiSeed = 0;
@@ -94,6 +95,23 @@ void ClKR9DeviceModel::SetFingerPresent(bool bPresent)
 {
     std::lock_guard<std::mutex> lock(m_mutex);
     m_bFingerPresent = bPresent;
+    m_pTouch.reset();
+}
+
+void ClKR9DeviceModel::Touch(uint32_t uiSeed, uint32_t uiPressMs, uint32_t uiHoldMs)
+{
+    auto pTouch = uiHoldMs == 0 ? nullptr
+                                : std::make_unique<ClScriptedTouch>(uiSeed, uiPressMs, uiHoldMs, Clock::now());
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_pTouch = std::move(pTouch);
+    m_bFingerPresent = false;
+    m_uiFrameCount = 0;
+    m_frames.clear();
+}
+
+bool ClKR9DeviceModel::IsFingerPresent() const
+{
+    return m_pTouch != nullptr ? m_pTouch->IsPresent(Clock::now()) : m_bFingerPresent;
 }
 
 void ClKR9DeviceModel::SetFrames(const uint8_t* pFrames, uint32_t uiCount)
@@ -102,6 +120,7 @@ void ClKR9DeviceModel::SetFrames(const uint8_t* pFrames, uint32_t uiCount)
     m_frames.assign(pFrames, pFrames + static_cast<size_t>(uiCount) * KR9EMU_FRAME_BYTES);
     m_uiFrameCount = uiCount;
     m_uiNextFrame = 0;
+    m_pTouch.reset();
 }
 
 void ClKR9DeviceModel::SetTiming(uint32_t uiFrameMs, uint32_t uiReplyMs)
@@ -138,7 +157,7 @@ void ClKR9DeviceModel::GetStats(KR9EMU_Stats& stats)
     stats = m_stats;
     std::copy(m_aucRegisters.begin(), m_aucRegisters.end(), stats.registers);
     stats.started = m_bStarted ? 1 : 0;
-    stats.fingerPresent = m_bFingerPresent ? 1 : 0;
+    stats.fingerPresent = IsFingerPresent() ? 1 : 0;
 }
 
 std::vector<ClKR9DeviceModel::Report> ClKR9DeviceModel::GetReportLog()
@@ -326,7 +345,7 @@ void ClKR9DeviceModel::HandleCommand(StConnection& connection, const Report& req
         pResult[0] = kYes;
         break;
     case kIsFingerPresent:
-        pResult[0] = m_bFingerPresent ? kYes : kNo;
+        pResult[0] = IsFingerPresent() ? kYes : kNo;
         break;
     case kIsFrameReady:
         pResult[0] = m_bStarted ? kYes : kNo;
@@ -395,6 +414,10 @@ void ClKR9DeviceModel::StartFrame(StConnection& connection, EGrab grab)
 
 const uint8_t* ClKR9DeviceModel::CurrentPicture()
 {
+    if (m_pTouch != nullptr) {
+        m_pTouch->Render(m_touchPicture.data(), Clock::now());
+        return m_touchPicture.data();
+    }
     if (m_uiFrameCount == 0)
         return m_bFingerPresent ? m_syntheticFinger.data() : m_emptySensor.data();
     const uint32_t uiIndex = std::min(m_uiNextFrame, m_uiFrameCount - 1);

@@ -10,11 +10,13 @@
 #include <cstdint>
 #include <deque>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
 
 #include "KR9Emulator.h"
+#include "ScriptedTouch.h"
 
 class ClKR9DeviceModel
 {
@@ -34,8 +36,12 @@ public:
     const std::string& GetSerial() const { return m_strSerial; }
 
     // ---- what a test does to the device ------------------------------------
+    // Both end a scripted touch: the test takes over the sensor.
     void SetFingerPresent(bool bPresent);
     void SetFrames(const uint8_t* pFrames, uint32_t uiCount);
+    // A finger that comes, presses, holds and goes in rounds from now on; a
+    // hold of 0 ends it (no finger).
+    void Touch(uint32_t uiSeed, uint32_t uiPressMs, uint32_t uiHoldMs);
     void SetTiming(uint32_t uiFrameMs, uint32_t uiReplyMs);
     void SetRegister(uint8_t ucRegister, uint8_t ucValue);
     void SetFirmwareVersion(const std::array<uint8_t, 4>& version);
@@ -91,6 +97,7 @@ private:
     bool ConsumeFault(int32_t nFault);
     void StartFrame(StConnection& connection, EGrab grab);
     const uint8_t* CurrentPicture();
+    bool IsFingerPresent() const;
     std::array<uint8_t, 6> NextSessionTag();
 
     const std::string m_strSerial;
@@ -106,6 +113,8 @@ private:
     uint32_t m_uiNextFrame = 0;
     std::vector<uint8_t> m_syntheticFinger;
     std::vector<uint8_t> m_emptySensor;
+    std::unique_ptr<ClScriptedTouch> m_pTouch;   // drives finger and pictures while set
+    std::vector<uint8_t> m_touchPicture;
     uint32_t m_uiFrameMs = 100;
     uint32_t m_uiReplyMs = 2;
     std::map<int32_t, int32_t> m_faults;    // fault -> occurrences left (-1: until cleared)

@@ -63,6 +63,20 @@ TV_KR9_API int32_t KR9EMU_Unplug(KR9EMU_Device* device);
 /* What the finger-presence command answers: non-zero for a finger on the sensor. */
 TV_KR9_API int32_t KR9EMU_SetFingerPresent(KR9EMU_Device* device, int32_t present);
 
+/* A scripted touch, as a person at the scanner would give it, in rounds from
+ * now on: the finger stays away for half a second, is placed and pressed down
+ * for pressMs (its contact area grows until it settles), held still for holdMs
+ * and lifted; then the next round. The finger is synthetic: ridges about 9
+ * pixels apart curving around a core, with sensor noise, the same for the same
+ * seed. The timing follows the clock, so it suits a device with real timing
+ * (the default of KR9EMU_SetTiming). holdMs 0 ends the touch; so do
+ * KR9EMU_SetFingerPresent and KR9EMU_SetFrames. Up to 60000 ms each.
+ *
+ * KR9_VIRTUAL_SCANNERS=SERIAL[,SERIAL...] in the environment of a process plugs
+ * such scanners when the library loads: a development aid to run an unmodified
+ * application without hardware. */
+TV_KR9_API int32_t KR9EMU_Touch(KR9EMU_Device* device, uint32_t seed, uint32_t pressMs, uint32_t holdMs);
+
 /* Raw sensor pictures, count x KR9EMU_FRAME_BYTES bytes in image order (row-major,
  * column 0 at the left). Grabs deliver them in order and repeat the last one;
  * 16-bit grabs deliver each value times 257. count 0 goes back to the built-in

@@ -8,6 +8,7 @@ packages=(
   libboost-dev libboost-thread-dev libboost-chrono-dev libboost-date-time-dev libboost-system-dev
   libgtest-dev libgmock-dev googletest libbenchmark-dev
   libusb-1.0-0-dev libumockdev-dev umockdev
+  libpng-dev
   binutils
   clang libclang-rt-14-dev
 )

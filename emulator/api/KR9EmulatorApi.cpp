@@ -63,6 +63,18 @@ TV_KR9_API int32_t KR9EMU_SetFingerPresent(KR9EMU_Device* device, int32_t presen
     });
 }
 
+TV_KR9_API int32_t KR9EMU_Touch(KR9EMU_Device* device, uint32_t seed, uint32_t pressMs, uint32_t holdMs)
+{
+    // Longer than a minute is no touch anybody gives; it would only look like a hang.
+    constexpr uint32_t kMaxMs = 60000;
+    return WithModel(device, [&](ClKR9DeviceModel& model) {
+        if (pressMs > kMaxMs || holdMs > kMaxMs)
+            return ZRT_ERROR_INVALID_PARAMETER;
+        model.Touch(seed, pressMs, holdMs);
+        return ZRT_SUCCESS;
+    });
+}
+
 TV_KR9_API int32_t KR9EMU_SetFrames(KR9EMU_Device* device, const uint8_t* frames, uint32_t count)
 {
     return WithModel(device, [&](ClKR9DeviceModel& model) {

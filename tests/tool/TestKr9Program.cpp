@@ -1,0 +1,211 @@
+// The kr9 program: its subcommands run in-process against virtual scanners,
+// and as a separate process where another process must hold the scanner.
+#include <png.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "KR9Emulator.h"
+#include "Kr9Cli.h"
+#include "QuorvaneTactiviewKR9.h"
+// The oracle for the final image: the pipeline run here on the raw frame.
+#include "imaging/FpImage.h"
+#include "imaging/IpKR9Mask.h"
+
+namespace {
+
+using Image = std::vector<uint8_t>;
+
+struct StRun { int nExit; std::string strOut, strErr; };
+
+std::string ReadBack(FILE* pFile)
+{
+    std::string strText(static_cast<size_t>(ftell(pFile)), '\0');
+    rewind(pFile);
+    strText.resize(fread(&strText[0], 1, strText.size(), pFile));
+    fclose(pFile);
+    return strText;
+}
+
+StRun Kr9(std::vector<std::string> args)
+{
+    args.insert(args.begin(), "kr9");
+    std::vector<char*> argv;
+    for (std::string& strArg : args)
+        argv.push_back(&strArg[0]);
+    FILE* pOut = tmpfile();
+    FILE* pErr = tmpfile();
+    const int nExit = RunKr9(static_cast<int>(argv.size()), argv.data(), pOut, pErr);
+    return {nExit, ReadBack(pOut), ReadBack(pErr)};
+}
+
+Image ReadFile(const std::string& strPath, size_t uiSkip)
+{
+    std::ifstream file(strPath, std::ios::binary);
+    Image bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+    return bytes.size() >= uiSkip ? Image(bytes.begin() + static_cast<long>(uiSkip), bytes.end()) : Image();
+}
+
+struct StPng { uint32_t uiWidth = 0, uiHeight = 0, uiPixelsPerMetre = 0; Image pixels; };
+
+// An 8-bit grayscale PNG as libpng reads it; width 0 for anything else.
+StPng DecodePng(const std::string& strPath)
+{
+    StPng png;
+    FILE* pFile = fopen(strPath.c_str(), "rb");
+    png_structp pPng = png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
+    png_infop pInfo = png_create_info_struct(pPng);
+    if (pFile != nullptr && !setjmp(png_jmpbuf(pPng))) {
+        png_init_io(pPng, pFile);
+        png_read_info(pPng, pInfo);
+        png_uint_32 uiX = 0, uiY = 0;
+        int nUnit = 0;
+        png_get_pHYs(pPng, pInfo, &uiX, &uiY, &nUnit);
+        if (png_get_bit_depth(pPng, pInfo) == 8 && png_get_color_type(pPng, pInfo) == PNG_COLOR_TYPE_GRAY &&
+            uiX == uiY && nUnit == PNG_RESOLUTION_METER) {
+            png.uiWidth = png_get_image_width(pPng, pInfo);
+            png.uiHeight = png_get_image_height(pPng, pInfo);
+            png.uiPixelsPerMetre = uiX;
+            png.pixels.resize(static_cast<size_t>(png.uiWidth) * png.uiHeight);
+            for (uint32_t y = 0; y < png.uiHeight; ++y)
+                png_read_row(pPng, png.pixels.data() + static_cast<size_t>(y) * png.uiWidth, nullptr);
+        }
+    }
+    png_destroy_read_struct(&pPng, &pInfo, nullptr);
+    if (pFile != nullptr)
+        fclose(pFile);
+    return png;
+}
+
+// A scanner that shows one real fingerprint, the same in every frame.
+KR9EMU_Device* PlugShowingRealFinger(const char* pszSerial, Image& expectedImage)
+{
+    Image frame = ReadFile(std::string(KR9_TESTDATA_DIR) + "/nist/loop-right.pgm", 15);   // "P5\n256 360\n255\n"
+    if (frame.size() != KR9EMU_FRAME_BYTES)
+        return nullptr;
+    ClImage input;
+    input.Create(ClImage::uint8, KR9EMU_FRAME_WIDTH, KR9EMU_FRAME_HEIGHT, 1, 0, 0, true);
+    memcpy(input.Data(), frame.data(), frame.size());
+    ClImage output(KR9EMU_FRAME_WIDTH, KR9EMU_FRAME_HEIGHT);
+    ClIpKR9Mask pipeline;
+    pipeline.Run(&input, &output);
+    expectedImage.assign(output.Data(), output.Data() + KR9EMU_FRAME_BYTES);
+
+    KR9EMU_Device* pDevice = KR9EMU_Plug(pszSerial);
+    KR9EMU_SetTiming(pDevice, 0, 0);
+    KR9EMU_SetFrames(pDevice, frame.data(), 1);
+    KR9EMU_SetFingerPresent(pDevice, 1);
+    return pDevice;
+}
+
+TEST(Kr9Program, CaptureWritesTheFinalImageAsPngOf500DpiAndItsMask)
+{
+    Image expected;
+    KR9EMU_Device* pDevice = PlugShowingRealFinger("TOOLPNG", expected);
+    ASSERT_NE(pDevice, nullptr);
+    const StRun run = Kr9({"capture", "KR9 TOOLPNG", "-o", "kr9_test.png", "--mask", "kr9_test_mask.png"});
+    KR9EMU_Unplug(pDevice);
+    ASSERT_EQ(run.nExit, 0) << run.strErr;
+
+    const StPng png = DecodePng("kr9_test.png");
+    EXPECT_EQ(png.uiWidth, 256u);
+    EXPECT_EQ(png.uiHeight, 360u);
+    EXPECT_EQ(png.uiPixelsPerMetre, 19685u);   // 500 dpi
+    EXPECT_TRUE(png.pixels == expected);
+    const StPng mask = DecodePng("kr9_test_mask.png");
+    ASSERT_EQ(mask.pixels.size(), expected.size());
+    for (size_t i = 0; i < expected.size(); ++i)
+        ASSERT_EQ(mask.pixels[i], expected[i] <= 240 ? 255 : 0) << "pixel " << i;
+}
+
+// The scripted finger is placed, pressed and held like a real one: the
+// guidance follows it, and the final image is a finger the decision accepted.
+TEST(Kr9Program, CaptureFromTheVirtualScannerGuidesThroughTheTouch)
+{
+    const StRun run = Kr9({"capture", "--virtual=7", "-o", "kr9_test.pgm"});
+    ASSERT_EQ(run.nExit, 0) << run.strErr;
+    EXPECT_NE(run.strOut.find("Place a finger on the scanner\nHold still\nCaptured: kr9_test.pgm"), std::string::npos)
+        << run.strOut;
+    const Image image = ReadFile("kr9_test.pgm", 15);
+    ASSERT_EQ(image.size(), size_t(KR9EMU_FRAME_BYTES));
+    EXPECT_GT(std::count_if(image.begin(), image.end(), [](uint8_t v) { return v <= 240; }), 25000);
+}
+
+TEST(Kr9Program, PreviewEndsAfterTheFramesAsked)
+{
+    const StRun run = Kr9({"preview", "--virtual", "--frames", "4"});
+    ASSERT_EQ(run.nExit, 0) << run.strErr;
+    EXPECT_NE(run.strOut.find("frame 4 "), std::string::npos);
+    EXPECT_EQ(run.strOut.find("frame 5 "), std::string::npos);
+    EXPECT_NE(run.strOut.find("\xe2\x96\x80"), std::string::npos);   // the half blocks of the picture
+}
+
+TEST(Kr9Program, FailuresGiveOneLineWithTheCodeAndExitNonZero)
+{
+    KR9EMU_Device* pIdle = KR9EMU_Plug("TOOLIDLE");
+    KR9EMU_Device* pOther = KR9EMU_Plug("TOOLOTHR");
+    const struct { std::vector<std::string> args; const char* pszMessage; } cases[] = {
+        {{"capture", "KR9 NONE", "-o", "x.png"}, "kr9: opening \"KR9 NONE\": error -44: "},
+        {{"capture", "KR9 TOOLIDLE", "-o", "x.png", "--timeout", "0.3"}, " within 0.3 s: error -15: "},
+        {{"info"}, "kr9: 2 scanners attached: name one"},
+    };
+    for (const auto& c : cases) {
+        const StRun run = Kr9(c.args);
+        EXPECT_EQ(run.nExit, 1) << c.pszMessage;
+        EXPECT_NE(run.strErr.find(c.pszMessage), std::string::npos) << run.strErr;
+        EXPECT_EQ(std::count(run.strErr.begin(), run.strErr.end(), '\n'), 1) << run.strErr;
+    }
+    KR9EMU_Unplug(pIdle);
+    KR9EMU_Unplug(pOther);
+    const StRun none = Kr9({"list"});
+    EXPECT_EQ(none.nExit, 1);
+    EXPECT_EQ(none.strErr, "kr9: no scanner attached (try --virtual)\n");
+}
+
+TEST(Kr9Program, AScannerPulledDuringTheCaptureEndsItWithTheCode)
+{
+    // A finger pressed down so slowly that the capture is still going when the scanner goes.
+    KR9EMU_Device* pDevice = KR9EMU_Plug("TOOLPULL");
+    EXPECT_EQ(KR9EMU_Touch(pDevice, 3, 60001, 1000), ZRT_ERROR_INVALID_PARAMETER);   // no touch lasts minutes
+    ASSERT_EQ(KR9EMU_Touch(pDevice, 3, 60000, 1000), ZRT_SUCCESS);
+    StRun run{};
+    std::thread capture([&run] { run = Kr9({"capture", "KR9 TOOLPULL", "-o", "x.png"}); });
+    KR9EMU_Stats stats{};
+    while (KR9EMU_GetStats(pDevice, &stats) == ZRT_SUCCESS && stats.chunksServed == 0)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    KR9EMU_Unplug(pDevice);
+    capture.join();
+    EXPECT_EQ(run.nExit, 1);
+    EXPECT_EQ(run.strErr.find("kr9: capturing from \"KR9 TOOLPULL\": error -"), 0u) << run.strErr;
+}
+
+// The program as its own process, with KR9_VIRTUAL_SCANNERS plugging the
+// same serial there while this process holds the scanner open.
+TEST(Kr9Program, AScannerOpenInAnotherProcessIsReportedAsInUse)
+{
+    KR9EMU_Device* pDevice = KR9EMU_Plug("TOOLBUSY");
+    void* hScanner = nullptr;
+    ASSERT_EQ(TV_KR9Initialize(nullptr), ZRT_SUCCESS);
+    ASSERT_EQ(TV_KR9OpenScanner("KR9 TOOLBUSY", &hScanner), ZRT_SUCCESS);
+    FILE* pChild = popen("KR9_VIRTUAL_SCANNERS=TOOLBUSY " KR9_PROGRAM " capture 'KR9 TOOLBUSY' -o x.png 2>&1", "r");
+    ASSERT_NE(pChild, nullptr);
+    char szLine[512] = {};
+    const bool bRead = fgets(szLine, sizeof(szLine), pChild) != nullptr;
+    const int nStatus = pclose(pChild);
+    TV_KR9CloseScanner(&hScanner);
+    TV_KR9Uninitialize();
+    KR9EMU_Unplug(pDevice);
+    ASSERT_TRUE(bRead);
+    EXPECT_EQ(std::string(szLine).find("kr9: opening \"KR9 TOOLBUSY\": error -61: "), 0u) << szLine;
+    EXPECT_TRUE(WIFEXITED(nStatus) && WEXITSTATUS(nStatus) == 1);
+}
+
+}  // namespace
