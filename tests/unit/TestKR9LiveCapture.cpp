@@ -40,9 +40,10 @@ TEST(FingerStable, NeedsThreeLargeCountsCloseToTheNewest)
         {{30000, 30000, 31500}, true},    // allowed 1575, changes 1500
         {{30000, 30000, 31579}, false},   // allowed 1578, changes 1579
         {{30000, 31500, 30000}, false},   // allowed 1500: strictly less is needed
-        {{25000, 30000, 30000}, false},   // a count must exceed 25000 in every frame
-        {{30000, 30000, 25000}, false},
         {{25001, 25001, 25001}, true},
+        {{25001, 25001, 25000}, false},   // every one of the three counts must exceed 25000
+        {{25001, 25000, 25001}, false},
+        {{25000, 25001, 25001}, false},
         {{0, 30000, 30000}, false},
         {{30000, 30000}, false},          // two frames of history are not enough
     };
