@@ -1,4 +1,5 @@
 // TV_KR9QueryScanners against virtual scanners plugged through KR9EMU_.
+#include <cstdint>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -81,10 +82,35 @@ TEST(DiscoveryApi, EmulatorRefusesBadArguments)
     EXPECT_EQ(KR9EMU_RenderFinger(nullptr, 0, 0, 0), ZRT_ERROR_INVALID_PARAMETER);
 
     EXPECT_EQ(KR9EMU_Unplug(pDevice), ZRT_SUCCESS);
-    // The pointer is now stale: refused, not followed.
     EXPECT_EQ(KR9EMU_Unplug(pDevice), ZRT_ERROR_INVALID_HANDLE);
-    EXPECT_EQ(KR9EMU_SetFingerPresent(pDevice, 1), ZRT_ERROR_INVALID_HANDLE);
-    EXPECT_NE(KR9EMU_Plug("dup"), nullptr) << "the serial is free again";
+    // A stale pointer stays stale when another scanner comes: it never steers the newcomer.
+    for (int nRound = 0; nRound < 3; ++nRound) {
+        KR9EMU_Device* pNext = KR9EMU_Plug("next");
+        ASSERT_NE(pNext, nullptr);
+        EXPECT_EQ(KR9EMU_SetFingerPresent(pDevice, 1), ZRT_ERROR_INVALID_HANDLE);
+        EXPECT_EQ(KR9EMU_Unplug(pDevice), ZRT_ERROR_INVALID_HANDLE);
+        KR9EMU_Stats stats;
+        ASSERT_EQ(KR9EMU_GetStats(pNext, &stats), ZRT_SUCCESS) << "still plugged";
+        EXPECT_EQ(stats.fingerPresent, 0);
+        EXPECT_EQ(KR9EMU_Unplug(pNext), ZRT_SUCCESS);
+        pDevice = pNext;
+    }
+    pDevice = KR9EMU_Plug("dup");
+    EXPECT_NE(pDevice, nullptr) << "the serial is free again";
+    EXPECT_EQ(KR9EMU_Unplug(pDevice), ZRT_SUCCESS);
+}
+
+TEST(DiscoveryApi, FingerCentresFarOffTheSensorRenderAnEmptySensor)
+{
+    std::vector<uint8_t> farOff(KR9EMU_FRAME_BYTES);
+    ASSERT_EQ(KR9EMU_RenderFinger(farOff.data(), 100000, -100000, 7), ZRT_SUCCESS);
+    for (int32_t nExtreme : {INT32_MIN, INT32_MIN + 1, INT32_MAX}) {
+        std::vector<uint8_t> frame(KR9EMU_FRAME_BYTES, 1);
+        EXPECT_EQ(KR9EMU_RenderFinger(frame.data(), nExtreme, 180, 7), ZRT_SUCCESS);
+        EXPECT_EQ(frame, farOff) << nExtreme;
+        EXPECT_EQ(KR9EMU_RenderFinger(frame.data(), 128, nExtreme, 7), ZRT_SUCCESS);
+        EXPECT_EQ(frame, farOff) << nExtreme;
+    }
 }
 
 }  // namespace
