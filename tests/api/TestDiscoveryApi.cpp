@@ -1,12 +1,15 @@
 // TV_KR9QueryScanners against virtual scanners plugged through KR9EMU_.
 #include <cstdint>
 #include <cstring>
+#include <regex>
+#include <sstream>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include "KR9Emulator.h"
+#include "LogProbe.h"
 #include "QuorvaneTactiviewKR9.h"
 
 namespace {
@@ -61,6 +64,32 @@ TEST(DiscoveryApi, ListsNoneOneAndThreeVirtualScanners)
     EXPECT_EQ(uiCount, 2u);
     EXPECT_EQ(KR9EMU_Unplug(pFirst), ZRT_SUCCESS);
     EXPECT_EQ(KR9EMU_Unplug(pThird), ZRT_SUCCESS);
+}
+
+TEST(DiscoveryApi, ScannerLeavingDuringAListingIsLoggedAsOneDebugLine)
+{
+    ProbeRun run = RunProbe("QUORVANE_SDK_LOG=1", "init query-leaving uninit");
+    ASSERT_EQ(run.nExitStatus, 0);
+    EXPECT_NE(run.strOutput.find("query-leaving = -61\n"), std::string::npos) << run.strOutput;
+    const std::regex stamped(R"(\d{4}-[A-Z][a-z]{2}-\d{2} [\d:.]+ \[(\w+)\] - (.*))");
+    const std::regex result(R"([a-z-]+ = -?\d+)");
+    std::istringstream lines(run.strOutput);
+    int nExceptionLines = 0;
+    for (std::string strLine; std::getline(lines, strLine);) {
+        std::smatch match;
+        if (!std::regex_match(strLine, match, stamped)) {
+            EXPECT_TRUE(std::regex_match(strLine, result)) << "a stray line: '" << strLine << "'";
+        } else if (match[2].str().rfind("TV_KR9QueryScanners - Exception: ", 0) == 0) {
+            ++nExceptionLines;
+            EXPECT_EQ(match[1], "Debug");
+        }
+    }
+    EXPECT_EQ(nExceptionLines, 1) << run.strOutput;
+
+    // An application that filters for errors sees the call's own Error line only.
+    run = RunProbe("QUORVANE_SDK_LOG=1 QUORVANE_SDK_LOG_LEVEL=3", "init query-leaving uninit");
+    EXPECT_EQ(run.strOutput.find("Exception"), std::string::npos) << run.strOutput;
+    EXPECT_NE(run.strOutput.find("[Error] - TV_KR9QueryScanners Error(-61)"), std::string::npos) << run.strOutput;
 }
 
 TEST(DiscoveryApi, EmulatorRefusesBadArguments)
