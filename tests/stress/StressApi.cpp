@@ -36,7 +36,7 @@ constexpr int kChurnThreads = 2;
 
 struct StTally
 {
-    std::atomic<uint64_t> uiCalls{0};
+    std::atomic<uint64_t> uiChecks{0};
     std::atomic<uint64_t> uiRetries{0};   // listings that met a scanner leaving (-61): the caller retries
     std::atomic<uint64_t> uiFaults{0};
 };
@@ -51,7 +51,7 @@ std::string& FirstFault()
 
 void Check(StTally& tally, const char* pszWhat, int64_t nResult, bool bSound)
 {
-    ++tally.uiCalls;
+    ++tally.uiChecks;
     if (bSound)
         return;
     ++tally.uiFaults;
@@ -84,7 +84,7 @@ void ListScanners(int, StTally& tally)
     uint64_t uiCount = 8;
     const int32_t nResult = TV_KR9QueryScanners(names, &uiCount);
     if (nResult == ZRT_ERROR_DEVICE_OPEN_FAIL) {
-        ++tally.uiCalls;
+        ++tally.uiChecks;
         ++tally.uiRetries;
         return;
     }
@@ -252,8 +252,8 @@ int main(int argc, char** argv)
 
     uint64_t uiFaults = final.uiFaults;
     for (size_t k = 0; k < kWorkerKinds; ++k) {
-        printf("%-10s calls %8llu  retries %6llu  faults %llu\n", g_workers[k].pszName,
-               static_cast<unsigned long long>(g_tallies[k].uiCalls.load()),
+        printf("%-10s checks %8llu  retries %6llu  faults %llu\n", g_workers[k].pszName,
+               static_cast<unsigned long long>(g_tallies[k].uiChecks.load()),
                static_cast<unsigned long long>(g_tallies[k].uiRetries.load()),
                static_cast<unsigned long long>(g_tallies[k].uiFaults.load()));
         uiFaults += g_tallies[k].uiFaults;
