@@ -11,10 +11,11 @@ namespace {
 void GrabFrame(benchmark::State& state, uint32_t uiMode, ClImage::EDataType eType, const char* pszSerial)
 {
     KR9EMU_Device* pDevice = ClKR9EmulatorRegistry::Instance().Plug(pszSerial);
-    pDevice->pModel->SetTiming(0, 0);
-    pDevice->pModel->SetFingerPresent(true);
+    const std::shared_ptr<ClKR9DeviceModel> pModel = ClKR9EmulatorRegistry::Instance().Find(pDevice);
+    pModel->SetTiming(0, 0);
+    pModel->SetFingerPresent(true);
     StHIDDeviceInfo info;
-    info.m_strPath = pDevice->strPath;
+    info.m_strPath = ClKR9EmulatorRegistry::Instance().FindPath(pDevice);
     {
         ClKR9Scanner scanner(info);
         ClImage image;

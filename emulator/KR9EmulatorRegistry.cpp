@@ -5,14 +5,21 @@
 #include "device/KR9DeviceIds.h"
 
 namespace {
+
 constexpr size_t kMaxSerialLength = 8;
+
+KR9EMU_Device* PointerOf(uint64_t uiNumber)
+{
+    return reinterpret_cast<KR9EMU_Device*>(static_cast<uintptr_t>(uiNumber));
 }
+
+}  // namespace
 
 ClKR9EmulatorRegistry& ClKR9EmulatorRegistry::Instance()
 {
     // Never destroyed: a capture thread may still talk to a device while the process exits.
-    static ClKR9EmulatorRegistry* s_pRegistry = new ClKR9EmulatorRegistry();
-    return *s_pRegistry;
+    static TpNeverDestroyed<ClKR9EmulatorRegistry> s_registry;
+    return s_registry.Get();
 }
 
 KR9EMU_Device* ClKR9EmulatorRegistry::Plug(const std::string& strSerial)
@@ -25,46 +32,65 @@ KR9EMU_Device* ClKR9EmulatorRegistry::Plug(const std::string& strSerial, uint16_
     if (strSerial.size() > kMaxSerialLength)
         return nullptr;
     std::lock_guard<std::mutex> lock(m_mutex);
-    for (const auto& pDevice : m_devices)
-        if (pDevice->pModel->GetSerial() == strSerial)
+    for (const StDevice& device : m_devices)
+        if (device.plugged.pModel->GetSerial() == strSerial)
             return nullptr;
-    auto pDevice = std::make_unique<KR9EMU_Device>();
-    pDevice->pModel = std::make_shared<ClKR9DeviceModel>(strSerial);
-    pDevice->strPath = kPathPrefix + std::to_string(m_uiNextId++);
-    pDevice->usVendorId = usVendorId;
-    pDevice->usProductId = usProductId;
-    m_devices.push_back(std::move(pDevice));
-    return m_devices.back().get();
+    const uint64_t uiNumber = m_uiNextNumber;
+    m_devices.push_back({uiNumber, {kPathPrefix + std::to_string(uiNumber),
+                                    std::make_shared<ClKR9DeviceModel>(strSerial), usVendorId, usProductId}});
+    ++m_uiNextNumber;
+    return PointerOf(uiNumber);
 }
 
-bool ClKR9EmulatorRegistry::Unplug(KR9EMU_Device* pDevice)
+std::vector<ClKR9EmulatorRegistry::StDevice>::iterator ClKR9EmulatorRegistry::Lookup(const KR9EMU_Device* pDevice)
+{
+    return std::find_if(m_devices.begin(), m_devices.end(),
+                        [pDevice](const StDevice& device) { return PointerOf(device.uiNumber) == pDevice; });
+}
+
+bool ClKR9EmulatorRegistry::Unplug(const KR9EMU_Device* pDevice)
 {
     std::lock_guard<std::mutex> lock(m_mutex);
-    auto it = std::find_if(m_devices.begin(), m_devices.end(),
-                           [pDevice](const std::unique_ptr<KR9EMU_Device>& p) { return p.get() == pDevice; });
+    const auto it = Lookup(pDevice);
     if (it == m_devices.end())
         return false;
     // Open transports keep the model alive; they see it gone from now on.
-    (*it)->pModel->Unplug();
+    it->plugged.pModel->Unplug();
     m_devices.erase(it);
     return true;
+}
+
+void ClKR9EmulatorRegistry::UnplugAll()
+{
+    std::vector<StDevice> devices;
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        devices.swap(m_devices);
+    }
+    for (StDevice& device : devices)
+        device.plugged.pModel->Unplug();
 }
 
 std::shared_ptr<ClKR9DeviceModel> ClKR9EmulatorRegistry::Find(const KR9EMU_Device* pDevice)
 {
     std::lock_guard<std::mutex> lock(m_mutex);
-    for (const auto& p : m_devices)
-        if (p.get() == pDevice)
-            return p->pModel;
-    return nullptr;
+    const auto it = Lookup(pDevice);
+    return it != m_devices.end() ? it->plugged.pModel : nullptr;
+}
+
+std::string ClKR9EmulatorRegistry::FindPath(const KR9EMU_Device* pDevice)
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    const auto it = Lookup(pDevice);
+    return it != m_devices.end() ? it->plugged.strPath : std::string();
 }
 
 std::shared_ptr<ClKR9DeviceModel> ClKR9EmulatorRegistry::FindByPath(const std::string& strPath)
 {
     std::lock_guard<std::mutex> lock(m_mutex);
-    for (const auto& p : m_devices)
-        if (p->strPath == strPath)
-            return p->pModel;
+    for (const StDevice& device : m_devices)
+        if (device.plugged.strPath == strPath)
+            return device.plugged.pModel;
     return nullptr;
 }
 
@@ -72,7 +98,7 @@ std::vector<ClKR9EmulatorRegistry::StPlugged> ClKR9EmulatorRegistry::List()
 {
     std::lock_guard<std::mutex> lock(m_mutex);
     std::vector<StPlugged> plugged;
-    for (const auto& p : m_devices)
-        plugged.push_back({p->strPath, p->pModel, p->usVendorId, p->usProductId});
+    for (const StDevice& device : m_devices)
+        plugged.push_back(device.plugged);
     return plugged;
 }

@@ -36,13 +36,16 @@ void RenderSyntheticFinger(uint8_t* pFrame, int32_t nCenterX, int32_t nCenterY, 
     ClNoise noise(uiSeed);
     // The seed also turns and shifts the pattern a little, so frames of two seeds differ in their ridges.
     const double dPhase = (uiSeed % 97) / 97.0 * 2.0 * kPi;
-    const double dCoreX = nCenterX + (static_cast<int32_t>(uiSeed % 11) - 5);
-    const double dCoreY = nCenterY - 20.0 + (static_cast<int32_t>(uiSeed % 7) - 3);
+    // In double from the start: a centre anywhere in the int32 range, far off the sensor, must not overflow.
+    const double dCenterX = nCenterX;
+    const double dCenterY = nCenterY;
+    const double dCoreX = dCenterX + (static_cast<int32_t>(uiSeed % 11) - 5);
+    const double dCoreY = dCenterY - 20.0 + (static_cast<int32_t>(uiSeed % 7) - 3);
 
     for (int32_t y = 0; y < KR9EMU_FRAME_HEIGHT; ++y) {
         for (int32_t x = 0; x < KR9EMU_FRAME_WIDTH; ++x) {
-            const double dx = (x - nCenterX) / kHalfWidth;
-            const double dy = (y - nCenterY) / kHalfHeight;
+            const double dx = (x - dCenterX) / kHalfWidth;
+            const double dy = (y - dCenterY) / kHalfHeight;
             const double dRadius = std::sqrt(dx * dx + dy * dy);
             double dValue = ClKR9DeviceModel::kEmptySensorValue + 3.0 * noise.Next();
             if (dRadius < 1.0) {

@@ -33,6 +33,15 @@ int32_t WithModel(KR9EMU_Device* pDevice, TFn fn)
     }
 }
 
+// Runs when the library is unloaded and when the process exits. Scanners still
+// plugged then would outlive an unloaded library, their memory lost with the
+// only pointers to it. The registry itself stays, so a thread that still calls
+// in while the process exits finds no scanner rather than freed memory.
+__attribute__((destructor)) void UnplugEverythingAtUnload()
+{
+    ClKR9EmulatorRegistry::Instance().UnplugAll();
+}
+
 }  // namespace
 
 extern "C" {

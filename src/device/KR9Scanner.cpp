@@ -89,20 +89,19 @@ void ClKR9Scanner::Enumerate(ClHIDDeviceList& devices)
 ClKR9Scanner::ClKR9Scanner(const StHIDDeviceInfo& device)
 {
     try {
-        m_pInterface = CreateHIDInterface();
+        m_pInterface.reset(CreateHIDInterface());
         m_pInterface->Open(device);
-        m_pProtocol = new ClKR9USBProtocol(m_pInterface);
+        m_pProtocol = std::make_unique<ClKR9USBProtocol>(m_pInterface.get());
         m_pProtocol->OpenSession();
         m_ucRegister28 = m_pProtocol->ReadRegister(ClKR9USBProtocol::kRegister28);
         m_pProtocol->StartDevice();
     } catch (const ClException& ex) {
         // Leave the device as it was found, also when only part of the opening happened.
+        // A device that vanished cannot be stopped; the members free protocol and transport all the same.
         try {
             Close();
         } catch (const ClException&) {
         }
-        delete m_pProtocol;
-        m_pProtocol = nullptr;
         throw ClException(ex);
     }
 }
@@ -112,10 +111,8 @@ ClKR9Scanner::~ClKR9Scanner()
     try {
         Close();
     } catch (const ClException&) {
-        // A device that vanished cannot be stopped; the transport is freed below all the same.
+        // A device that vanished cannot be stopped; the members free the transport all the same.
     }
-    delete m_pProtocol;
-    delete m_pInterface;
 }
 
 void ClKR9Scanner::Close()
@@ -125,11 +122,8 @@ void ClKR9Scanner::Close()
         m_pProtocol->StopDevice();
         m_pProtocol->WriteRegister(ClKR9USBProtocol::kRegister28, m_ucRegister28);
     }
-    if (m_pInterface != nullptr) {
+    if (m_pInterface != nullptr)
         m_pInterface->Close();
-        delete m_pInterface;
-        m_pInterface = nullptr;
-    }
 }
 
 void ClKR9Scanner::GetImageSize(uint32_t* puiWidth, uint32_t* puiHeight) const

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <mutex>
 #include <string>
 
@@ -49,8 +50,9 @@ public:
 private:
     void Close();
 
-    ClHIDInterface* m_pInterface = nullptr;
-    ClKR9USBProtocol* m_pProtocol = nullptr;
+    // Declared in this order so that the protocol, which uses the transport, goes first.
+    std::unique_ptr<ClHIDInterface> m_pInterface;
+    std::unique_ptr<ClKR9USBProtocol> m_pProtocol;
     uint32_t m_uiWidth = kWidth;
     uint32_t m_uiHeight = kHeight;
     uint8_t m_ucRegister28 = 0;

@@ -6,12 +6,22 @@
 #include <new>
 #include <unordered_set>
 
+#include "NeverDestroyed.h"
+
 const char g_szKR9HandleTag[kHandleTagSize] = "TV_KR9";
 
 namespace {
 
 // The table of handle kinds this SDK knows; a record must carry one of them at both ends.
 const char* const s_apszHandleKinds[] = {g_szKR9HandleTag};
+
+bool IsKnownTag(const char* pszTag)
+{
+    for (const char* pszKind : s_apszHandleKinds)
+        if (strncmp(pszTag, pszKind, kHandleTagSize) == 0)
+            return true;
+    return false;
+}
 
 class ClHandleRegistry
 {
@@ -26,10 +36,18 @@ public:
         std::lock_guard<std::mutex> lock(m_mutex);
         return m_issued.erase(pRecord) == 1;
     }
-    bool Contains(const void* pRecord)
+    // The object of an issued record with both tags, else null. Looked up and
+    // read under the one lock: a record that another thread is freeing is
+    // either still issued and intact, or no longer known and not read at all.
+    void* FindObject(const void* hHandle)
     {
         std::lock_guard<std::mutex> lock(m_mutex);
-        return m_issued.count(pRecord) == 1;
+        if (m_issued.count(hHandle) == 0)
+            return nullptr;
+        const StSafeHandleRecord* pRecord = static_cast<const StSafeHandleRecord*>(hHandle);
+        if (!IsKnownTag(pRecord->szHeadTag) || !IsKnownTag(pRecord->szTailTag))
+            return nullptr;
+        return pRecord->pObject;
     }
 
 private:
@@ -40,16 +58,8 @@ private:
 // Never destroyed: handles may be validated from exit handlers and late threads.
 ClHandleRegistry& Registry()
 {
-    static ClHandleRegistry* s_pRegistry = new ClHandleRegistry();
-    return *s_pRegistry;
-}
-
-bool IsKnownTag(const char* pszTag)
-{
-    for (const char* pszKind : s_apszHandleKinds)
-        if (strncmp(pszTag, pszKind, kHandleTagSize) == 0)
-            return true;
-    return false;
+    static TpNeverDestroyed<ClHandleRegistry> s_registry;
+    return s_registry.Get();
 }
 
 }  // namespace
@@ -58,14 +68,10 @@ void* ValidateHandleRecord(void* hHandle)
 {
     if (hHandle == nullptr)
         throw ClExQuorvane(ZRT_ERROR_NO_HANDLE, KR9_SITE);
-    if (!Registry().Contains(hHandle))
+    void* pObject = Registry().FindObject(hHandle);
+    if (pObject == nullptr)
         throw ClExQuorvane(ZRT_ERROR_INVALID_HANDLE, KR9_SITE);
-    const StSafeHandleRecord* pRecord = static_cast<const StSafeHandleRecord*>(hHandle);
-    if (!IsKnownTag(pRecord->szHeadTag) || !IsKnownTag(pRecord->szTailTag))
-        throw ClExQuorvane(ZRT_ERROR_INVALID_HANDLE, KR9_SITE);
-    if (pRecord->pObject == nullptr)
-        throw ClExQuorvane(ZRT_ERROR_INVALID_HANDLE, KR9_SITE);
-    return pRecord->pObject;
+    return pObject;
 }
 
 StSafeHandleRecord* AllocateHandleRecord(void* pObject)

@@ -1,5 +1,7 @@
 #include "SystemMutex.h"
 
+#include <cerrno>
+
 #include "Exception.h"
 
 ClSystemMutex::ClSystemMutex()
@@ -23,8 +25,11 @@ ClSystemMutex::~ClSystemMutex()
 void ClSystemMutex::Lock()
 {
     const int nError = pthread_mutex_lock(&m_mutex);
-    if (nError != 0)
-        throw Qvn::CXSystemSpecificException(nError);
+    if (nError != 0) {
+        // The exception takes the system's message from errno.
+        errno = nError;
+        throw ClExSystem("pthread_mutex_lock", KR9_SITE);
+    }
 }
 
 void ClSystemMutex::Unlock()

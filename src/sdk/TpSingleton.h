@@ -8,6 +8,7 @@
 #include <cstdlib>
 
 #include "Exception.h"
+#include "NeverDestroyed.h"
 #include "SystemMutex.h"
 
 template <class T>
@@ -33,7 +34,8 @@ private:
     static T* s_pInstance;
     static std::atomic<int64_t> s_nReferenceCount;
     static bool s_bExitFunctionRegistered;
-    static ClSystemMutex s_mutex;
+    // Never destroyed: threads may still initialise and release while the process exits.
+    static TpNeverDestroyed<ClSystemMutex> s_mutex;
 };
 
 template <class T>
@@ -43,12 +45,12 @@ std::atomic<int64_t> TpSingleton<T>::s_nReferenceCount{0};
 template <class T>
 bool TpSingleton<T>::s_bExitFunctionRegistered = false;
 template <class T>
-ClSystemMutex TpSingleton<T>::s_mutex;
+TpNeverDestroyed<ClSystemMutex> TpSingleton<T>::s_mutex;
 
 template <class T>
 T* TpSingleton<T>::Acquire()
 {
-    ClSystemMutexLock lock(s_mutex);
+    ClSystemMutexLock lock(s_mutex.Get());
     // Counted before the creation, so that a failed creation is undone by the same decrement as a release.
     s_nReferenceCount.fetch_add(1);
     if (s_pInstance == nullptr) {
@@ -70,7 +72,7 @@ T* TpSingleton<T>::Acquire()
 template <class T>
 void TpSingleton<T>::Release()
 {
-    ClSystemMutexLock lock(s_mutex);
+    ClSystemMutexLock lock(s_mutex.Get());
     Decrement();
 }
 
@@ -90,11 +92,15 @@ void TpSingleton<T>::Decrement()
 template <class T>
 void TpSingleton<T>::DestroyAtExit()
 {
-    ClSystemMutexLock lock(s_mutex);
-    if (s_pInstance != nullptr) {
-        s_pInstance->OnBeforeDestroy();
-        delete s_pInstance;
-        s_pInstance = nullptr;
-        s_nReferenceCount.store(0);
+    // Nothing may leave an exit function: the process would end in terminate().
+    try {
+        ClSystemMutexLock lock(s_mutex.Get());
+        if (s_pInstance != nullptr) {
+            s_pInstance->OnBeforeDestroy();
+            delete s_pInstance;
+            s_pInstance = nullptr;
+            s_nReferenceCount.store(0);
+        }
+    } catch (const ClException&) {
     }
 }

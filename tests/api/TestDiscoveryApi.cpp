@@ -1,11 +1,15 @@
 // TV_KR9QueryScanners against virtual scanners plugged through KR9EMU_.
+#include <cstdint>
 #include <cstring>
+#include <regex>
+#include <sstream>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include "KR9Emulator.h"
+#include "LogProbe.h"
 #include "QuorvaneTactiviewKR9.h"
 
 namespace {
@@ -62,6 +66,32 @@ TEST(DiscoveryApi, ListsNoneOneAndThreeVirtualScanners)
     EXPECT_EQ(KR9EMU_Unplug(pThird), ZRT_SUCCESS);
 }
 
+TEST(DiscoveryApi, ScannerLeavingDuringAListingIsLoggedAsOneDebugLine)
+{
+    ProbeRun run = RunProbe("QUORVANE_SDK_LOG=1", "init query-leaving uninit");
+    ASSERT_EQ(run.nExitStatus, 0);
+    EXPECT_NE(run.strOutput.find("query-leaving = -61\n"), std::string::npos) << run.strOutput;
+    const std::regex stamped(R"(\d{4}-[A-Z][a-z]{2}-\d{2} [\d:.]+ \[(\w+)\] - (.*))");
+    const std::regex result(R"([a-z-]+ = -?\d+)");
+    std::istringstream lines(run.strOutput);
+    int nExceptionLines = 0;
+    for (std::string strLine; std::getline(lines, strLine);) {
+        std::smatch match;
+        if (!std::regex_match(strLine, match, stamped)) {
+            EXPECT_TRUE(std::regex_match(strLine, result)) << "a stray line: '" << strLine << "'";
+        } else if (match[2].str().rfind("TV_KR9QueryScanners - Exception: ", 0) == 0) {
+            ++nExceptionLines;
+            EXPECT_EQ(match[1], "Debug");
+        }
+    }
+    EXPECT_EQ(nExceptionLines, 1) << run.strOutput;
+
+    // An application that filters for errors sees the call's own Error line only.
+    run = RunProbe("QUORVANE_SDK_LOG=1 QUORVANE_SDK_LOG_LEVEL=3", "init query-leaving uninit");
+    EXPECT_EQ(run.strOutput.find("Exception"), std::string::npos) << run.strOutput;
+    EXPECT_NE(run.strOutput.find("[Error] - TV_KR9QueryScanners Error(-61)"), std::string::npos) << run.strOutput;
+}
+
 TEST(DiscoveryApi, EmulatorRefusesBadArguments)
 {
     EXPECT_EQ(KR9EMU_Plug(nullptr), nullptr);
@@ -81,10 +111,35 @@ TEST(DiscoveryApi, EmulatorRefusesBadArguments)
     EXPECT_EQ(KR9EMU_RenderFinger(nullptr, 0, 0, 0), ZRT_ERROR_INVALID_PARAMETER);
 
     EXPECT_EQ(KR9EMU_Unplug(pDevice), ZRT_SUCCESS);
-    // The pointer is now stale: refused, not followed.
     EXPECT_EQ(KR9EMU_Unplug(pDevice), ZRT_ERROR_INVALID_HANDLE);
-    EXPECT_EQ(KR9EMU_SetFingerPresent(pDevice, 1), ZRT_ERROR_INVALID_HANDLE);
-    EXPECT_NE(KR9EMU_Plug("dup"), nullptr) << "the serial is free again";
+    // A stale pointer stays stale when another scanner comes: it never steers the newcomer.
+    for (int nRound = 0; nRound < 3; ++nRound) {
+        KR9EMU_Device* pNext = KR9EMU_Plug("next");
+        ASSERT_NE(pNext, nullptr);
+        EXPECT_EQ(KR9EMU_SetFingerPresent(pDevice, 1), ZRT_ERROR_INVALID_HANDLE);
+        EXPECT_EQ(KR9EMU_Unplug(pDevice), ZRT_ERROR_INVALID_HANDLE);
+        KR9EMU_Stats stats;
+        ASSERT_EQ(KR9EMU_GetStats(pNext, &stats), ZRT_SUCCESS) << "still plugged";
+        EXPECT_EQ(stats.fingerPresent, 0);
+        EXPECT_EQ(KR9EMU_Unplug(pNext), ZRT_SUCCESS);
+        pDevice = pNext;
+    }
+    pDevice = KR9EMU_Plug("dup");
+    EXPECT_NE(pDevice, nullptr) << "the serial is free again";
+    EXPECT_EQ(KR9EMU_Unplug(pDevice), ZRT_SUCCESS);
+}
+
+TEST(DiscoveryApi, FingerCentresFarOffTheSensorRenderAnEmptySensor)
+{
+    std::vector<uint8_t> farOff(KR9EMU_FRAME_BYTES);
+    ASSERT_EQ(KR9EMU_RenderFinger(farOff.data(), 100000, -100000, 7), ZRT_SUCCESS);
+    for (int32_t nExtreme : {INT32_MIN, INT32_MIN + 1, INT32_MAX}) {
+        std::vector<uint8_t> frame(KR9EMU_FRAME_BYTES, 1);
+        EXPECT_EQ(KR9EMU_RenderFinger(frame.data(), nExtreme, 180, 7), ZRT_SUCCESS);
+        EXPECT_EQ(frame, farOff) << nExtreme;
+        EXPECT_EQ(KR9EMU_RenderFinger(frame.data(), 128, nExtreme, 7), ZRT_SUCCESS);
+        EXPECT_EQ(frame, farOff) << nExtreme;
+    }
 }
 
 }  // namespace

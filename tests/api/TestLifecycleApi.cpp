@@ -1,38 +1,15 @@
 // The lifecycle and frameless functions through the shared library, and the
 // log lines they write, read from child processes that load the library with
 // the logging variables set.
-#include <array>
-#include <cstdio>
 #include <regex>
 #include <string>
 
 #include <gtest/gtest.h>
 
+#include "LogProbe.h"
 #include "QuorvaneTactiviewKR9.h"
 
 namespace {
-
-struct ProbeRun
-{
-    int nExitStatus;
-    std::string strOutput;
-};
-
-// Runs the log probe with the given environment assignments and calls.
-ProbeRun RunProbe(const std::string& strEnvironment, const std::string& strCalls)
-{
-    const std::string strCommand = "env -u QUORVANE_SDK_LOG -u QUORVANE_SDK_LOG_LEVEL " + strEnvironment + " " +
-                                   KR9_LOG_PROBE + " " + strCalls;
-    FILE* pPipe = popen(strCommand.c_str(), "r");
-    if (pPipe == nullptr)
-        return {-1, ""};
-    std::string strOutput;
-    std::array<char, 512> buffer;
-    size_t nRead;
-    while ((nRead = fread(buffer.data(), 1, buffer.size(), pPipe)) > 0)
-        strOutput.append(buffer.data(), nRead);
-    return {pclose(pPipe), strOutput};
-}
 
 TEST(LifecycleApi, ReferencesAreCountedAndAnUnbalancedReleaseFails)
 {

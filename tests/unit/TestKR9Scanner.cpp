@@ -84,6 +84,25 @@ TEST(KR9Scanner, FailedStartStillStopsAndRestoresBeforeTheExceptionLeaves)
     EXPECT_EQ(virtualScanner.Commands(), (std::vector<int>{0xFF, 2, 8, 16, 1}));
 }
 
+TEST(KR9Scanner, ScannerLeavingDuringTheOpeningLeavesNoTransportBehind)
+{
+    std::weak_ptr<ClKR9DeviceModel> device;
+    {
+        ClVirtualScanner virtualScanner("F2", 0, 10000);
+        const StHIDDeviceInfo info = virtualScanner.Info();
+        device = ClKR9EmulatorRegistry::Instance().FindByPath(info.m_strPath);
+        // Pulled out while the session opening waits for its answer, so the tidy-up fails as well.
+        std::thread puller([&] {
+            while (virtualScanner.Stats().reportsReceived == 0)
+                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            virtualScanner.Model().Unplug();
+        });
+        EXPECT_EQ(CodeOf([&] { ClKR9Scanner scanner(info); }), ZRT_ERROR_READ_FAIL);
+        puller.join();
+    }
+    EXPECT_TRUE(device.expired()) << "a transport still holds the device";
+}
+
 TEST(KR9Scanner, FramesComeBackBitForBitInEveryMode)
 {
     ClVirtualScanner virtualScanner("B1");

@@ -1,6 +1,8 @@
 // Issuing, validating and destroying opaque handles, with a handle class that
 // exists only here and records what happens to it.
+#include <atomic>
 #include <cstring>
+#include <thread>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -131,6 +133,30 @@ TEST_F(SafeHandle, BadHandleVariablesGiveTheirOwnCodesAndTexts)
     // A read-only variable holding null can be read: the null handle is the failure.
     EXPECT_EQ(CodeOf([&] { TestSafeHandle::Destroy(static_cast<void**>(m_pReadOnly)); }), ZRT_ERROR_NO_HANDLE);
     EXPECT_EQ(g_hooks.nCreated, 0) << "nothing is built for a bad variable";
+}
+
+TEST_F(SafeHandle, ValuesClosedOnAnotherThreadAreRefusedNotRead)
+{
+    // One thread issues and destroys handles; this one validates each, often just as it goes. Only the
+    // record is checked: the object of a handle that is being closed is gone, which the caller must exclude.
+    std::atomic<void*> hLatest{nullptr};
+    std::atomic<bool> bDone{false};
+    std::thread closer([&] {
+        for (int i = 0; i < 20000; ++i) {
+            void* hHandle = nullptr;
+            TestSafeHandle::Create(&hHandle);
+            hLatest = hHandle;
+            TestSafeHandle::Destroy(&hHandle);
+        }
+        bDone = true;
+    });
+    int nUnexpected = 0;
+    while (!bDone) {
+        const int32_t nCode = CodeOf([&] { ValidateHandleRecord(hLatest.load()); });
+        nUnexpected += nCode != 0 && nCode != ZRT_ERROR_INVALID_HANDLE && nCode != ZRT_ERROR_NO_HANDLE;
+    }
+    closer.join();
+    EXPECT_EQ(nUnexpected, 0);
 }
 
 TEST_F(SafeHandle, IssuingNeedsAnInitialisedLibrary)

@@ -33,7 +33,8 @@ public:
         m_pDevice = ClKR9EmulatorRegistry::Instance().Plug(strSerial, ids.usVendorId, ids.usProductId);
         if (m_pDevice == nullptr)
             throw std::runtime_error("cannot plug " + strSerial);
-        m_pModel = m_pDevice->pModel;
+        m_pModel = ClKR9EmulatorRegistry::Instance().Find(m_pDevice);
+        m_strPath = ClKR9EmulatorRegistry::Instance().FindPath(m_pDevice);
         m_pModel->SetTiming(0, 0);
     }
     ~ClVirtualScanner() { Unplug(); }
@@ -50,7 +51,7 @@ public:
     StHIDDeviceInfo Info() const
     {
         StHIDDeviceInfo info;
-        info.m_strPath = m_pDevice->strPath;
+        info.m_strPath = m_strPath;
         info.m_strName = m_pModel->GetSerial();
         return info;
     }
@@ -74,5 +75,6 @@ public:
 private:
     KR9EMU_Device* m_pDevice = nullptr;
     std::shared_ptr<ClKR9DeviceModel> m_pModel;
+    std::string m_strPath;
 };
 

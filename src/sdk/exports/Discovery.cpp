@@ -3,12 +3,27 @@
 
 #include <algorithm>
 #include <cstring>
+#include <string>
 
 #include "CallFrame.h"
 #include "SDKLogger.h"
 #include "device/KR9Scanner.h"
 
 namespace {
+
+// The cause of a failed listing, for whoever debugs it: one line at the SDK
+// logger's level. The exception's text spans lines ("<message>\n<cause>"); they
+// are joined with blanks. A failure to log must not replace the listing's code.
+void LogEnumerationFailure(const ClException& ex)
+{
+    std::string strText = ex.GetText() != nullptr ? ex.GetText() : "";
+    std::replace(strText.begin(), strText.end(), '\n', ' ');
+    try {
+        ClSDKLogger::LogDebug("%s - Exception: %s:%d %s", "TV_KR9QueryScanners", ex.GetFile(), ex.GetLine(),
+                              strText.c_str());
+    } catch (const ClException&) {
+    }
+}
 
 void QueryScanners(char* pNames, uint64_t* pCount)
 {
@@ -19,8 +34,7 @@ void QueryScanners(char* pNames, uint64_t* pCount)
     try {
         ClKR9Scanner::Enumerate(devices);
     } catch (const ClException& ex) {
-        ClSDKLogger::Log(eLogError, "%s - Exception: %s:%d %s\n", "TV_KR9QueryScanners", ex.GetFile(), ex.GetLine(),
-                         ex.GetText() != nullptr ? ex.GetText() : "");
+        LogEnumerationFailure(ex);
         throw ClException(ex);
     }
 

@@ -7,7 +7,9 @@
  *   open:NAME, close      TV_KR9OpenScanner / TV_KR9CloseScanner on one handle
  *   finger                the virtual scanner plugged last reports a finger
  *   mode:N                TV_KR9SetCaptureMode(handle, N)
- *   hold                  keeps everything as it is until the process is killed (at most a minute) */
+ *   hold                  keeps everything as it is until the process is killed (at most a minute)
+ *   query-leaving         a listing whose only scanner leaves in the middle of it */
+#include <pthread.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -15,6 +17,33 @@
 
 #include "KR9Emulator.h"
 #include "QuorvaneTactiviewKR9.h"
+
+/* Pulls the scanner out as soon as it has been asked something, while its answer is still on the way. */
+static void* PullWhenAsked(void* device)
+{
+    KR9EMU_Stats stats;
+    do {
+        usleep(1000);
+        KR9EMU_GetStats((KR9EMU_Device*)device, &stats);
+    } while (stats.reportsReceived == 0);
+    KR9EMU_Unplug((KR9EMU_Device*)device);
+    return NULL;
+}
+
+/* A listing whose only scanner leaves in the middle of it. */
+static int32_t QueryWhileTheScannerLeaves(void)
+{
+    KR9EMU_Device* device = KR9EMU_Plug("V");
+    KR9EMU_SetTiming(device, 0, 10000);
+    pthread_t puller;
+    if (pthread_create(&puller, NULL, PullWhenAsked, device) != 0)
+        return 1;
+    char names[TV_KR9_SCANNER_NAME_SIZE];
+    uint64_t count = 1;
+    const int32_t result = TV_KR9QueryScanners(names, &count);
+    pthread_join(puller, NULL);
+    return result;
+}
 
 int main(int argc, char** argv)
 {
@@ -45,7 +74,9 @@ int main(int argc, char** argv)
             alarm(60);
             for (;;)
                 pause();
-        } else {
+        } else if (strcmp(argv[i], "query-leaving") == 0)
+            result = QueryWhileTheScannerLeaves();
+        else {
             fprintf(stderr, "unknown call %s\n", argv[i]);
             return 2;
         }

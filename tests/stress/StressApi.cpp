@@ -1,0 +1,268 @@
+// kr9_stress: the C API hammered the way a busy application uses it. Worker
+// threads initialise and release the library, list scanners while others plug
+// and pull virtual scanners, and meanwhile child processes run the same workers
+// and return from main in the middle of it. Prints the counts; fails on a
+// result that a sound library cannot give, a child that did not exit cleanly,
+// and descriptors or threads left behind.
+//
+//   kr9_stress [--seconds S] [--children N] [--workers NAME,NAME] [--child]
+//
+// --seconds: how long the workers run here (default 2); children are started
+// one after another until then, at least N of them (default 0).
+#include <dirent.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "KR9Emulator.h"
+#include "QuorvaneTactiviewKR9.h"
+
+extern char** environ;
+
+namespace {
+
+const char* const kFixedSerials[] = {"F0", "F1"};
+constexpr uint64_t kFixedScanners = sizeof(kFixedSerials) / sizeof(kFixedSerials[0]);
+constexpr int kChurnThreads = 2;
+
+struct StTally
+{
+    std::atomic<uint64_t> uiChecks{0};
+    std::atomic<uint64_t> uiRetries{0};   // listings that met a scanner leaving (-61): the caller retries
+    std::atomic<uint64_t> uiFaults{0};
+};
+
+// Namespace scope and never destroyed: a child's detached workers still count while it exits.
+std::mutex g_faultMutex;
+std::string& FirstFault()
+{
+    static std::string* s_pText = new std::string();
+    return *s_pText;
+}
+
+void Check(StTally& tally, const char* pszWhat, int64_t nResult, bool bSound)
+{
+    ++tally.uiChecks;
+    if (bSound)
+        return;
+    ++tally.uiFaults;
+    std::lock_guard<std::mutex> lock(g_faultMutex);
+    if (FirstFault().empty())
+        FirstFault() = std::string(pszWhat) + ": " + std::to_string(nResult);
+}
+
+void InitialiseAndRelease(int, StTally& tally)
+{
+    const int32_t nInit = TV_KR9Initialize(nullptr);
+    Check(tally, "TV_KR9Initialize", nInit, nInit == ZRT_SUCCESS);
+    const int32_t nUninit = TV_KR9Uninitialize();
+    Check(tally, "TV_KR9Uninitialize", nUninit, nUninit == ZRT_SUCCESS);
+}
+
+bool Lists(const char* pNames, uint64_t uiCount, const char* pszSerial)
+{
+    const std::string strName = std::string("KR9 ") + pszSerial;
+    for (uint64_t i = 0; i < uiCount; ++i)
+        if (strncmp(pNames + i * TV_KR9_SCANNER_NAME_SIZE, strName.c_str(), TV_KR9_SCANNER_NAME_SIZE) == 0)
+            return true;
+    return false;
+}
+
+// The fixed scanners are always there; at most one scanner per churn thread comes and goes.
+void ListScanners(int, StTally& tally)
+{
+    char names[TV_KR9_SCANNER_NAME_SIZE * 8];
+    uint64_t uiCount = 8;
+    const int32_t nResult = TV_KR9QueryScanners(names, &uiCount);
+    if (nResult == ZRT_ERROR_DEVICE_OPEN_FAIL) {
+        ++tally.uiChecks;
+        ++tally.uiRetries;
+        return;
+    }
+    Check(tally, "TV_KR9QueryScanners", nResult, nResult == ZRT_SUCCESS);
+    bool bSound = uiCount >= kFixedScanners && uiCount <= kFixedScanners + kChurnThreads;
+    for (const char* pszSerial : kFixedSerials)
+        bSound = bSound && Lists(names, uiCount, pszSerial);
+    Check(tally, "scanners listed", static_cast<int64_t>(uiCount), nResult != ZRT_SUCCESS || bSound);
+}
+
+void PlugAndPull(int nIndex, StTally& tally)
+{
+    const std::string strSerial = "C" + std::to_string(nIndex);
+    KR9EMU_Device* pDevice = KR9EMU_Plug(strSerial.c_str());
+    Check(tally, "KR9EMU_Plug", 0, pDevice != nullptr);
+    if (pDevice == nullptr)
+        return;
+    KR9EMU_SetTiming(pDevice, 0, 0);
+    const int32_t nUnplug = KR9EMU_Unplug(pDevice);
+    Check(tally, "KR9EMU_Unplug", nUnplug, nUnplug == ZRT_SUCCESS);
+    // Stale from now on, whatever the other threads plug meanwhile.
+    const int32_t nStale = KR9EMU_SetFingerPresent(pDevice, 1);
+    Check(tally, "stale KR9EMU_SetFingerPresent", nStale, nStale == ZRT_ERROR_INVALID_HANDLE);
+}
+
+typedef void (*PFN_ROUND)(int nIndex, StTally& tally);
+
+// One round of work per call; each thread repeats its round until the run ends.
+// A worker that opens, captures and closes belongs here once sessions exist.
+struct StWorker
+{
+    const char* pszName;
+    int nThreads;
+    PFN_ROUND pfnRound;
+};
+const StWorker g_workers[] = {
+    {"lifecycle", 2, &InitialiseAndRelease},
+    {"listing", 2, &ListScanners},
+    {"churn", kChurnThreads, &PlugAndPull},
+};
+constexpr size_t kWorkerKinds = sizeof(g_workers) / sizeof(g_workers[0]);
+StTally g_tallies[kWorkerKinds];
+std::atomic<bool> g_bStop{false};
+
+int CountEntries(const char* pszFolder)
+{
+    DIR* pDir = opendir(pszFolder);
+    if (pDir == nullptr)
+        return -1;
+    int nEntries = 0;
+    while (const dirent* pEntry = readdir(pDir))
+        nEntries += pEntry->d_name[0] != '.';
+    closedir(pDir);
+    return nEntries;
+}
+
+bool Selected(const std::string& strWorkers, const char* pszName)
+{
+    return strWorkers == "all" || ("," + strWorkers + ",").find(std::string(",") + pszName + ",") != std::string::npos;
+}
+
+// Runs this program as a child that starts the workers and returns from main
+// while they run; true when it exited normally with 0.
+bool RunChild(const char* pszProgram, const std::string& strWorkers)
+{
+    std::string strWorkersArgument = strWorkers;
+    char* apszArguments[] = {const_cast<char*>(pszProgram), const_cast<char*>("--child"),
+                             const_cast<char*>("--workers"), &strWorkersArgument[0], nullptr};
+    pid_t pid = 0;
+    if (posix_spawn(&pid, pszProgram, nullptr, nullptr, apszArguments, environ) != 0)
+        return false;
+    int nStatus = 0;
+    if (waitpid(pid, &nStatus, 0) != pid)
+        return false;
+    if (WIFEXITED(nStatus) && WEXITSTATUS(nStatus) == 0)
+        return true;
+    fprintf(stderr, "child %d: %s %d\n", pid, WIFSIGNALED(nStatus) ? "signal" : "exit status",
+            WIFSIGNALED(nStatus) ? WTERMSIG(nStatus) : WEXITSTATUS(nStatus));
+    return false;
+}
+
+}  // namespace
+
+// ThreadSanitizer lets an exiting process wait a second for its other threads;
+// the children here exit with threads running on purpose, many times over.
+extern "C" __attribute__((visibility("default"))) const char* __tsan_default_options()
+{
+    return "atexit_sleep_ms=0";
+}
+
+int main(int argc, char** argv)
+{
+    double dSeconds = 2.0;
+    int nMinimumChildren = 0;
+    std::string strWorkers = "all";
+    bool bChild = false;
+    for (int i = 1; i < argc; ++i) {
+        const std::string strArgument = argv[i];
+        if (strArgument == "--child")
+            bChild = true;
+        else if (strArgument == "--seconds" && i + 1 < argc)
+            dSeconds = atof(argv[++i]);
+        else if (strArgument == "--children" && i + 1 < argc)
+            nMinimumChildren = atoi(argv[++i]);
+        else if (strArgument == "--workers" && i + 1 < argc)
+            strWorkers = argv[++i];
+        else {
+            fprintf(stderr, "usage: kr9_stress [--seconds S] [--children N] [--workers NAME,NAME] [--child]\n");
+            return 2;
+        }
+    }
+
+    // Sanitizer runtimes start a helper thread along with the first thread: let that happen before counting.
+    std::thread([] {}).join();
+    const int nFdsBefore = CountEntries("/proc/self/fd");
+    const int nThreadsBefore = CountEntries("/proc/self/task");
+    std::vector<KR9EMU_Device*> fixed;
+    for (const char* pszSerial : kFixedSerials) {
+        fixed.push_back(KR9EMU_Plug(pszSerial));
+        KR9EMU_SetTiming(fixed.back(), 0, 0);
+    }
+
+    std::vector<std::thread> threads;
+    for (size_t k = 0; k < kWorkerKinds; ++k) {
+        if (!Selected(strWorkers, g_workers[k].pszName))
+            continue;
+        for (int t = 0; t < g_workers[k].nThreads; ++t)
+            threads.emplace_back([k, t] {
+                while (!g_bStop.load())
+                    g_workers[k].pfnRound(t, g_tallies[k]);
+            });
+    }
+
+    if (bChild) {
+        // Exit in the middle of the calls: a few milliseconds in, different in every child.
+        std::this_thread::sleep_for(std::chrono::milliseconds(getpid() % 20));
+        for (std::thread& thread : threads)
+            thread.detach();
+        return 0;
+    }
+
+    int nChildren = 0;
+    int nChildFailures = 0;
+    const auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(dSeconds);
+    while (std::chrono::steady_clock::now() < end || nChildren < nMinimumChildren) {
+        nChildFailures += !RunChild(argv[0], strWorkers);
+        ++nChildren;
+    }
+    g_bStop = true;
+    for (std::thread& thread : threads)
+        thread.join();
+
+    // Every thread balanced its own references, and the churn is over.
+    StTally final;
+    const int32_t nUninit = TV_KR9Uninitialize();
+    Check(final, "unbalanced TV_KR9Uninitialize at the end", nUninit, nUninit == ZRT_ERROR_NOT_INITIALIZED);
+    uint64_t uiCount = 0;
+    const int32_t nQuery = TV_KR9QueryScanners(nullptr, &uiCount);
+    Check(final, "scanners listed at the end", static_cast<int64_t>(uiCount),
+          nQuery == ZRT_ERROR_SIZE_TOO_SMALL && uiCount == kFixedScanners);
+    for (KR9EMU_Device* pDevice : fixed)
+        Check(final, "KR9EMU_Unplug of a fixed scanner", 0, KR9EMU_Unplug(pDevice) == ZRT_SUCCESS);
+    const int nFdsAfter = CountEntries("/proc/self/fd");
+    const int nThreadsAfter = CountEntries("/proc/self/task");
+
+    uint64_t uiFaults = final.uiFaults;
+    for (size_t k = 0; k < kWorkerKinds; ++k) {
+        printf("%-10s checks %8llu  retries %6llu  faults %llu\n", g_workers[k].pszName,
+               static_cast<unsigned long long>(g_tallies[k].uiChecks.load()),
+               static_cast<unsigned long long>(g_tallies[k].uiRetries.load()),
+               static_cast<unsigned long long>(g_tallies[k].uiFaults.load()));
+        uiFaults += g_tallies[k].uiFaults;
+    }
+    printf("children   run %d  failed %d\n", nChildren, nChildFailures);
+    printf("descriptors %d -> %d, threads %d -> %d\n", nFdsBefore, nFdsAfter, nThreadsBefore, nThreadsAfter);
+    if (uiFaults > 0)
+        printf("first fault: %s\n", FirstFault().c_str());
+    const bool bPassed = uiFaults == 0 && nChildFailures == 0 && nFdsAfter == nFdsBefore && nThreadsAfter == nThreadsBefore;
+    printf("%s\n", bPassed ? "PASSED" : "FAILED");
+    return bPassed ? 0 : 1;
+}
