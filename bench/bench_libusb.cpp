@@ -44,10 +44,11 @@ BENCHMARK(BM_GrabFrame8Libusb)->Unit(benchmark::kMicrosecond);
 void BM_GrabFrame8Virtual(benchmark::State& state)
 {
     KR9EMU_Device* pDevice = ClKR9EmulatorRegistry::Instance().Plug("BENCHVIR");
-    pDevice->pModel->SetTiming(0, 0);
-    pDevice->pModel->SetFingerPresent(true);
+    const std::shared_ptr<ClKR9DeviceModel> pModel = ClKR9EmulatorRegistry::Instance().Find(pDevice);
+    pModel->SetTiming(0, 0);
+    pModel->SetFingerPresent(true);
     StHIDDeviceInfo info;
-    info.m_strPath = pDevice->strPath;
+    info.m_strPath = ClKR9EmulatorRegistry::Instance().FindPath(pDevice);
     GrabFrames(state, info);
     ClKR9EmulatorRegistry::Instance().Unplug(pDevice);
 }

@@ -22,14 +22,15 @@ struct StBenchSession
     explicit StBenchSession(const char* pszSerial, bool bFinger)
     {
         pDevice = ClKR9EmulatorRegistry::Instance().Plug(pszSerial);
-        pDevice->pModel->SetTiming(0, 0);
-        pDevice->pModel->SetFingerPresent(bFinger);
+        pModel = ClKR9EmulatorRegistry::Instance().Find(pDevice);
+        pModel->SetTiming(0, 0);
+        pModel->SetFingerPresent(bFinger);
         // The decision judges every frame alike, steady or not: any finger will do.
         std::vector<uint8_t> frame(256 * 360);
         RenderSyntheticFinger(frame.data(), 128, 180, 11);
-        pDevice->pModel->SetFrames(frame.data(), 1);
+        pModel->SetFrames(frame.data(), 1);
         StHIDDeviceInfo info;
-        info.m_strPath = pDevice->strPath;
+        info.m_strPath = ClKR9EmulatorRegistry::Instance().FindPath(pDevice);
         info.m_strName = std::string("KR9 ") + pszSerial;
         handle.Open(info);
     }
@@ -40,6 +41,7 @@ struct StBenchSession
     }
 
     KR9EMU_Device* pDevice;
+    std::shared_ptr<ClKR9DeviceModel> pModel;
     ClKR9Handle handle;
 };
 
@@ -81,12 +83,12 @@ void BM_CaptureLoopFrames(benchmark::State& state)
     StBenchSession session("BNCHLOOP", true);
     KR9EMU_Stats stats;
     for (auto _ : state) {
-        session.pDevice->pModel->GetStats(stats);
+        session.pModel->GetStats(stats);
         const uint32_t uiBefore = stats.commandsById[30];
         session.handle.SetCaptureMode(0);
         std::this_thread::sleep_for(std::chrono::seconds(1));
         session.handle.Close();   // joins the thread: the count is final
-        session.pDevice->pModel->GetStats(stats);
+        session.pModel->GetStats(stats);
         state.counters["frames_per_s"] = stats.commandsById[30] - uiBefore;
     }
 }
@@ -96,7 +98,7 @@ BENCHMARK(BM_CaptureLoopFrames)->Iterations(1)->UseRealTime()->Unit(benchmark::k
 void BM_IdlePollingCpu(benchmark::State& state)
 {
     StBenchSession session("BNCHIDLE", false);
-    session.pDevice->pModel->SetTiming(100, 2);   // the real device's answer time
+    session.pModel->SetTiming(100, 2);   // the real device's answer time
     for (auto _ : state) {
         session.handle.SetCaptureMode(0);
         const double dCpuBefore = ProcessCpuSeconds();

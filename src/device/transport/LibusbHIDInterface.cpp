@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "Exception.h"
+#include "NeverDestroyed.h"
 #include "OcqLogging.h"
 #include "SDKLogger.h"
 #include "device/transport/LibusbWrapper.h"
@@ -29,9 +30,25 @@ constexpr unsigned int kChunkTimeoutMs = 5000;
 constexpr int64_t kCancelWaitMs = 1000;
 constexpr size_t kMaxPortDepth = 7;   // the USB limit of tiers below the root
 
-std::mutex s_sharedMutex;
-std::shared_ptr<ClLibusbContext> s_pShared;   // the process's reference, dropped at exit
-std::string s_strLibraryName = ClLibusbWrapper::kLibraryName;
+// The process's reference to the context. Never destroyed: threads that still
+// list or capture while the process exits must find the mutex and the
+// reference intact, not destroyed statics.
+struct StSharedContext
+{
+    std::mutex mutex;
+    std::shared_ptr<ClLibusbContext> pContext;
+    std::string strLibraryName = ClLibusbWrapper::kLibraryName;
+};
+TpNeverDestroyed<StSharedContext> s_shared;
+
+// Runs when the library is unloaded and when the process exits: the process's
+// reference goes, so an unloaded library leaves no context behind. A thread
+// that is still inside libusb holds a reference of its own, so the context
+// lives until it is done.
+__attribute__((destructor)) void ReleaseContextAtUnload()
+{
+    ClLibusbContext::Release();
+}
 
 std::string LibusbFailure(const char* pszStep, int nResult)
 {
@@ -169,23 +186,27 @@ ClLibusbContext::~ClLibusbContext()
 
 std::shared_ptr<ClLibusbContext> ClLibusbContext::Get()
 {
-    std::lock_guard<std::mutex> lock(s_sharedMutex);
-    if (s_pShared == nullptr)
-        s_pShared.reset(new ClLibusbContext(s_strLibraryName));
-    return s_pShared;
+    StSharedContext& shared = s_shared.Get();
+    std::lock_guard<std::mutex> lock(shared.mutex);
+    if (shared.pContext == nullptr)
+        shared.pContext.reset(new ClLibusbContext(shared.strLibraryName));
+    return shared.pContext;
 }
 
 void ClLibusbContext::Release()
 {
+    // Dropped outside the lock: the last reference runs libusb_exit.
     std::shared_ptr<ClLibusbContext> pDropped;
-    std::lock_guard<std::mutex> lock(s_sharedMutex);
-    pDropped.swap(s_pShared);
+    StSharedContext& shared = s_shared.Get();
+    std::lock_guard<std::mutex> lock(shared.mutex);
+    pDropped.swap(shared.pContext);
 }
 
 void ClLibusbContext::SetLibraryName(const std::string& strName)
 {
-    std::lock_guard<std::mutex> lock(s_sharedMutex);
-    s_strLibraryName = strName;
+    StSharedContext& shared = s_shared.Get();
+    std::lock_guard<std::mutex> lock(shared.mutex);
+    shared.strLibraryName = strName;
 }
 
 // ---- ClLibusbHIDInterface -----------------------------------------------------------

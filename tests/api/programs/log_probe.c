@@ -5,13 +5,10 @@
  *   init, uninit          TV_KR9Initialize(0x1234), TV_KR9Uninitialize()
  *   plug:SERIAL           plugs a virtual scanner (result 0 or -1)
  *   open:NAME, close      TV_KR9OpenScanner / TV_KR9CloseScanner on one handle
- *   finger                the virtual scanner plugged last reports a finger
- *   mode:N                TV_KR9SetCaptureMode(handle, N)
  *   hold                  keeps everything as it is until the process is killed (at most a minute)
  *   query-leaving         a listing whose only scanner leaves in the middle of it */
 #include <pthread.h>
 #include <stdio.h>
-#include <stdlib.h>
 #include <string.h>
 #include <unistd.h>
 
@@ -48,21 +45,14 @@ static int32_t QueryWhileTheScannerLeaves(void)
 int main(int argc, char** argv)
 {
     void* hScanner = NULL;
-    KR9EMU_Device* device = NULL;
     for (int i = 1; i < argc; ++i) {
         int32_t result;
         if (strcmp(argv[i], "init") == 0)
             result = TV_KR9Initialize((void*)0x1234);
         else if (strcmp(argv[i], "uninit") == 0)
             result = TV_KR9Uninitialize();
-        else if (strncmp(argv[i], "plug:", 5) == 0) {
-            device = KR9EMU_Plug(argv[i] + 5);
-            result = device != NULL ? 0 : -1;
-            KR9EMU_SetTiming(device, 0, 0);
-        } else if (strcmp(argv[i], "finger") == 0)
-            result = KR9EMU_SetFingerPresent(device, 1);
-        else if (strncmp(argv[i], "mode:", 5) == 0)
-            result = TV_KR9SetCaptureMode(hScanner, atoi(argv[i] + 5));
+        else if (strncmp(argv[i], "plug:", 5) == 0)
+            result = KR9EMU_Plug(argv[i] + 5) != NULL ? 0 : -1;
         else if (strncmp(argv[i], "open:", 5) == 0)
             result = TV_KR9OpenScanner(argv[i] + 5, &hScanner);
         else if (strcmp(argv[i], "close") == 0)
