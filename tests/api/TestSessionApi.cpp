@@ -17,6 +17,7 @@
 #include <gtest/gtest.h>
 
 #include "../unit/NistFrame.h"
+#include "LogProbe.h"
 #include "KR9Emulator.h"
 #include "QuorvaneTactiviewKR9.h"
 // The oracle for the image: the same pipeline, run here on the raw frame.
@@ -309,13 +310,12 @@ private:
     FILE* m_pOutput = nullptr;
 };
 
-// What the probe answers to opening the scanner "KR9 LOCK0" of its own.
-std::string ProbeOpenResult()
+// What another process answers to opening a scanner "KR9 LOCK0" of its own.
+std::string OpenedElsewhere()
 {
-    ClProbeProcess probe({"init", "plug:LOCK0", "open:KR9 LOCK0", "close"});
-    probe.ReadLine();
-    probe.ReadLine();
-    return probe.ReadLine();
+    const std::string strOutput = RunProbe("", "init plug:LOCK0 'open:KR9 LOCK0' close").strOutput;
+    const size_t uiAt = strOutput.find("open:KR9 LOCK0 = ");
+    return uiAt == std::string::npos ? strOutput : strOutput.substr(uiAt + 17, strOutput.find('\n', uiAt) - uiAt - 17);
 }
 
 TEST_F(SessionApi, DeviceLockExcludesOtherProcessesAndDiesWithItsHolder)
@@ -323,12 +323,12 @@ TEST_F(SessionApi, DeviceLockExcludesOtherProcessesAndDiesWithItsHolder)
     // The probe plugs a virtual scanner of the same serial: same name, same lock.
     Plug("LOCK0", false);
     ASSERT_EQ(TV_KR9OpenScanner("KR9 LOCK0", &m_hScanner), ZRT_SUCCESS);
-    EXPECT_EQ(ProbeOpenResult(), "open:KR9 LOCK0 = -61");
+    EXPECT_EQ(OpenedElsewhere(), "-61");
     void* hSecond = nullptr;
     EXPECT_EQ(TV_KR9OpenScanner("KR9 LOCK0", &hSecond), ZRT_ERROR_DEVICE_OPEN_FAIL) << "a second handle, same process";
     EXPECT_EQ(hSecond, nullptr);
     ASSERT_EQ(TV_KR9CloseScanner(&m_hScanner), ZRT_SUCCESS);
-    EXPECT_EQ(ProbeOpenResult(), "open:KR9 LOCK0 = 0");
+    EXPECT_EQ(OpenedElsewhere(), "0");
 
     // A holder that is killed leaves no stale lock.
     ClProbeProcess holder({"init", "plug:LOCK0", "open:KR9 LOCK0", "hold"});
