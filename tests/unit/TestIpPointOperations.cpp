@@ -3,10 +3,11 @@
 #include <cstdint>
 #include <limits>
 #include <string>
+#include <tuple>
 
 #include <gtest/gtest.h>
 
-#include "Exception.h"
+#include "ExceptionCode.h"
 #include "imaging/IpInvert.h"
 #include "imaging/IpSetBorder.h"
 #include "imaging/IpStretchRangeGlobal.h"
@@ -37,22 +38,18 @@ uint8_t ExpectedEntry(int32_t i, int32_t nFrom, int32_t nTo, int32_t nNewFrom, i
 
 TEST(IpPointOperations, InvertTurnsEveryRangeAround)
 {
-    ClImage image;
-    ClImage original;
+    ClImage image, original;
     MakePattern8(image, 9, 5);
     MakePattern8(original, 9, 5);
     ClIpInvert invert;
     ASSERT_EQ(invert.Run(&image, &image), 0);
-    EXPECT_EQ(At(image, 4, 3), 255 - At(original, 4, 3));
-    ASSERT_EQ(invert.Run(&image, &image), 0);
     for (int32_t y = 0; y < 5; ++y)
         for (int32_t x = 0; x < 9; ++x)
-            ASSERT_EQ(At(image, x, y), At(original, x, y));
+            ASSERT_EQ(At(image, x, y), 255 - At(original, x, y));
 
-    ClImage floating;
+    ClImage floating, inverted;
     floating.Create(ClImage::float32, 3, 2, 1, 0, 0, true);
     SamplesOf<float>(floating)[1] = 0.25f;
-    ClImage inverted;
     ASSERT_EQ(invert.Run(&floating, &inverted), 0);
     EXPECT_EQ(SamplesOf<float>(inverted)[1], -0.25f);
 }
@@ -70,11 +67,8 @@ TEST(IpPointOperations, StretchTableFromTheHistogramOrTheSettings)
     const unsigned char* pTable = stretch.GetTable();
     for (int32_t i = 0; i < 256; ++i)
         ASSERT_EQ(pTable[i], ExpectedEntry(i, 10, 20, 0, 255)) << i;
-    EXPECT_EQ(pTable[10], 0);
-    EXPECT_EQ(pTable[20], 255);
-    EXPECT_EQ(pTable[15], 127);
-    EXPECT_EQ(At(out, 1, 0), 0);
-    EXPECT_EQ(At(out, 0, 0), 255);
+    EXPECT_EQ(std::make_tuple(pTable[10], pTable[15], pTable[20], At(out, 1, 0), At(out, 0, 0)),
+              std::make_tuple(0, 127, 255, 0, 255));
 
     // A set range skips the histogram; a new range limits the entries.
     stretch.SetOldRange(50, 100);
@@ -109,13 +103,7 @@ TEST(IpPointOperations, LookUpTableMapsEveryPlaneAndNeedsAnInput)
     for (int32_t p = 0; p < 3; ++p)
         EXPECT_EQ(At(out, 4, 3, p), 0);
 
-    try {
-        stretch.Run(nullptr, &out);
-        ADD_FAILURE() << "no failure";
-    } catch (const ClException& ex) {
-        EXPECT_EQ(ex.GetCode(), ZRT_ERROR_PARAM_IS_MISSING);
-        EXPECT_NE(std::string(ex.GetText()).find("m_pInImage is not set."), std::string::npos);
-    }
+    EXPECT_EQ(CodeOf([&] { stretch.Run(nullptr, &out); }, "m_pInImage is not set."), ZRT_ERROR_PARAM_IS_MISSING);
 }
 
 TEST(IpPointOperations, BorderFramesTheImage)
@@ -130,6 +118,7 @@ TEST(IpPointOperations, BorderFramesTheImage)
             const bool bFrame = x < 2 || y < 2 || x >= 5 || y >= 4;
             ASSERT_EQ(At(out, x, y), bFrame ? 9 : At(original, x, y)) << x << "," << y;
         }
+    // No frame leaves the image; a frame wider than the image paints all of it.
     ClImage image;
     MakePattern8(image, 7, 6);
     ASSERT_EQ(border.Run(&image, &image, 0, 9), 0);
