@@ -4,10 +4,10 @@
 #include <cstring>
 #include <future>
 #include <thread>
+#include <tuple>
 
 #include <gtest/gtest.h>
 
-#include "Exception.h"
 #include "VirtualScanner.h"
 #include "device/KR9DeviceIds.h"
 #include "device/transport/TransportFactory.h"
@@ -33,12 +33,11 @@ TEST(EmulatedTransport, EnumerationListsEveryPluggedScannerWithItsSerial)
     ClVirtualScanner first("A1");
     ClVirtualScanner unnamed("");
     pInterface->Enumerate(devices);
+    // A device without serial still gets a record.
     ASSERT_EQ(devices.size(), 2u);
-    EXPECT_EQ(devices.front().m_strName, "A1");
-    EXPECT_EQ(devices.back().m_strName, "") << "a device without serial still gets a record";
-    EXPECT_EQ(devices.back().m_iIndex, 1);
-    EXPECT_EQ(devices.front().m_usVendorId, KR9_USB_VENDOR_ID);
-    EXPECT_EQ(devices.front().m_usProductId, KR9_USB_PRODUCT_ID);
+    EXPECT_EQ(std::make_pair(devices.front().m_strName, devices.back().m_strName), std::make_pair(std::string("A1"), std::string()));
+    EXPECT_EQ(std::make_tuple(devices.back().m_iIndex, devices.front().m_usVendorId, devices.front().m_usProductId),
+              std::make_tuple(1, uint16_t(KR9_USB_VENDOR_ID), uint16_t(KR9_USB_PRODUCT_ID)));
 }
 
 TEST(EmulatedTransport, ReadsTimeOutAndLateRepliesGoToTheNextRead)
@@ -59,8 +58,8 @@ TEST(EmulatedTransport, ReadsTimeOutAndLateRepliesGoToTheNextRead)
     uint8_t aucSecond[kReport];
     memset(aucSecond, 0xAB, sizeof(aucSecond));
     EXPECT_EQ(pInterface->Read(aucSecond, kReport, 20), kReport);
-    EXPECT_EQ(aucSecond[0], 0) << "report id";
-    EXPECT_EQ(aucSecond[8], 10) << "the late reply to command 10";
+    EXPECT_EQ(std::make_pair(aucSecond[0], aucSecond[8]), std::make_pair(uint8_t(0), uint8_t(10)))
+        << "report id 0, and the late reply to command 10";
 
     // Wrong buffer sizes fail at once, as the system's driver refuses them.
     EXPECT_EQ(CodeOf([&] { pInterface->Write(aucFirst, 64, 5000); }), ZRT_ERROR_WRITE_FAIL);
@@ -78,10 +77,10 @@ TEST(EmulatedTransport, ClosedTransportsAndUnknownPathsFailCleanly)
     EXPECT_FALSE(pInterface->GetPhysicalDescriptor(aucReport, sizeof(aucReport)));
 
     StHIDDeviceInfo unknown;
-    unknown.m_strPath = "/dev/nothing";
-    EXPECT_EQ(CodeOf([&] { pInterface->Open(unknown); }), ZRT_ERROR_DEVICE_INTERNAL);
-    unknown.m_strPath = "kr9emu:999999";
-    EXPECT_EQ(CodeOf([&] { pInterface->Open(unknown); }), ZRT_ERROR_DEVICE_INTERNAL);
+    for (const char* pszPath : {"/dev/nothing", "kr9emu:999999"}) {
+        unknown.m_strPath = pszPath;
+        EXPECT_EQ(CodeOf([&] { pInterface->Open(unknown); }), ZRT_ERROR_DEVICE_INTERNAL) << pszPath;
+    }
 }
 
 TEST(EmulatedTransport, UnplugFailsEveryTransferAndWakesAWaitingRead)
