@@ -78,16 +78,6 @@ Bytes Content(const ClMemStream& stream)
     return pData == nullptr ? Bytes() : Bytes(pData, pData + stream.GetLength());
 }
 
-// The code a stream operation raises, when its text holds pszText.
-template <typename TOperation>
-int32_t FailureOf(TOperation operation, const char* pszText)
-{
-    std::string strText;
-    const int32_t nCode = CodeOf(operation, &strText);
-    EXPECT_NE(strText.find(pszText), std::string::npos) << strText;
-    return nCode;
-}
-
 template <typename T>
 T ReadBack(ClStream& stream)
 {
@@ -111,13 +101,12 @@ TEST(Stream, MultiByteValuesAreBigEndianUntilSwappingIsTurnedOff)
 
     // Every width and a double, big-endian, and back again.
     ClMemStream owned;
-    for (const std::function<size_t()>& write :
-         std::vector<std::function<size_t()>>{[&] { return owned.Write(uint16_t{0xA1B2}); },
-                                              [&] { return owned.Write(uint64_t{0x0102030405060708}); },
-                                              [&] { return owned.Write(-2.5); }, [&] { return owned.Write(true); },
-                                              [&] { return owned.Write(false); },
-                                              [&] { return owned.Write(uint8_t{0x7F}); }})
-        write();
+    owned.Write(uint16_t{0xA1B2});
+    owned.Write(uint64_t{0x0102030405060708});
+    owned.Write(-2.5);
+    owned.Write(true);
+    owned.Write(false);
+    owned.Write(uint8_t{0x7F});
     EXPECT_EQ(Content(owned), (Bytes{0xA1, 0xB2, 1, 2, 3, 4, 5, 6, 7, 8, 0xC0, 0x04, 0, 0, 0, 0, 0, 0, 1, 0, 0x7F}));
     ASSERT_EQ(owned.Seek(0, 0), 0);
     EXPECT_EQ(ReadBack<uint16_t>(owned), 0xA1B2);
@@ -150,14 +139,14 @@ TEST(Stream, ShortTransfersMoveWhatTheyCanByteByByteWhenSwapping)
     // A swapped write into a block with room for two bytes stores two, then fails.
     uint8_t aSmall[2] = {};
     ClMemStream small(aSmall, 2, true);
-    EXPECT_EQ(FailureOf([&] { small.Write(uint32_t{0x01020304}); }, "Stream too small"), ZRT_ERROR_IO);
+    EXPECT_EQ(CodeOf([&] { small.Write(uint32_t{0x01020304}); }, "Stream too small"), ZRT_ERROR_IO);
     EXPECT_EQ(Bytes(aSmall, aSmall + 2), (Bytes{1, 2}));
     EXPECT_EQ(small.GetPosition(), 2u);
 
     // Asked to, a short typed transfer raises.
     ClMemStream strict(aBlock, 2, false);
     strict.SetThrowOnShort(true);
-    EXPECT_EQ(FailureOf([&] { strict.Read(nValue); }, "Unexpected end of stream"), ZRT_ERROR_UNEXPECTED_EOF);
+    EXPECT_EQ(CodeOf([&] { strict.Read(nValue); }, "Unexpected end of stream"), ZRT_ERROR_UNEXPECTED_EOF);
 }
 
 TEST(MemStream, ExternalBlockNeverGrowsAndSeeksStayWithinIt)
@@ -165,7 +154,7 @@ TEST(MemStream, ExternalBlockNeverGrowsAndSeeksStayWithinIt)
     uint8_t aBlock[4] = {9, 8, 7, 6};
     ClMemStream writable(aBlock, 4, true);
     writable.Seek(0, 2);
-    EXPECT_EQ(FailureOf([&] { writable.Write(uint8_t{5}); }, "ClMemStream::ExpandData. Stream too small"),
+    EXPECT_EQ(CodeOf([&] { writable.Write(uint8_t{5}); }, "ClMemStream::ExpandData. Stream too small"),
               ZRT_ERROR_IO);
     // Still usable after the failure.
     EXPECT_EQ(writable.GetLength(), 4u);
@@ -173,7 +162,7 @@ TEST(MemStream, ExternalBlockNeverGrowsAndSeeksStayWithinIt)
     EXPECT_EQ(ReadBack<uint8_t>(writable), 6);
 
     ClMemStream readOnly(aBlock, 4, false);
-    EXPECT_EQ(FailureOf([&] { readOnly.Write(uint8_t{5}); }, "ClMemStream::WriteRaw. Stream is not open for write"),
+    EXPECT_EQ(CodeOf([&] { readOnly.Write(uint8_t{5}); }, "ClMemStream::WriteRaw. Stream is not open for write"),
               ZRT_ERROR_IO);
     // Beyond the end, an unknown origin, the end itself, back from the
     // middle, and before the start (far beyond the end); failures stay put.
@@ -228,7 +217,7 @@ TEST(MemStream, OwnedBlockGrowsKeepsItsContentAndZeroesSeekGaps)
     EXPECT_EQ(Content(gap), expected);
     if (kHugeAllocationsFail) {
         // A target before the start is huge: the block cannot grow to it.
-        EXPECT_EQ(FailureOf([&] { gap.Seek(-1, 0); }, "Memory allocation failed"), ZRT_ERROR_OUT_OF_MEMORY);
+        EXPECT_EQ(CodeOf([&] { gap.Seek(-1, 0); }, "Memory allocation failed"), ZRT_ERROR_OUT_OF_MEMORY);
         EXPECT_EQ(Content(gap), expected);
     }
 
@@ -280,23 +269,16 @@ TEST(Stream, PendingBitsBlockTypedAccessUntilFlushed)
     uint8_t aBlock[2] = {0x0F, 0x55};
     ClProbeStream stream(aBlock, 2, true);
     stream.SetPendingBits(3, 0xBF);
+    // Values, blocks and strings each take their own way to the raw transfer.
     uint8_t n8 = 0, aBuffer[1] = {};
-    bool b = false;
-    uint16_t n16 = 0;
     uint32_t n32 = 0;
-    uint64_t n64 = 0;
-    double d = 0;
     char* psz = nullptr;
     const std::vector<std::function<void()>> typedOperations = {
-        [&] { stream.Read(n8); },  [&] { stream.Write(n8); },  [&] { stream.Read(b); },
-        [&] { stream.Write(b); },  [&] { stream.Read(n16); },  [&] { stream.Write(n16); },
-        [&] { stream.Read(n32); }, [&] { stream.Write(n32); }, [&] { stream.Read(n64); },
-        [&] { stream.Write(n64); }, [&] { stream.Read(d); },   [&] { stream.Write(d); },
+        [&] { stream.Read(n32); },         [&] { stream.Write(n32); },
         [&] { stream.ReadBlock(aBuffer, 1); }, [&] { stream.WriteBlock(aBuffer, 1); },
-        [&] { stream.ReadString(psz); }, [&] { stream.WriteString("x"); },
-    };
+        [&] { stream.ReadString(psz); },   [&] { stream.WriteString("x"); }};
     for (const auto& operation : typedOperations)
-        EXPECT_EQ(FailureOf(operation, "finish with out bitflush"), ZRT_ERROR_CORRUPT_DATA);
+        EXPECT_EQ(CodeOf(operation, "finish with out bitflush"), ZRT_ERROR_CORRUPT_DATA);
     EXPECT_TRUE(stream.rawSizes.empty()) << "nothing may move while bits are pending";
 
     // The three pending bits (101) replace the top of the byte in the stream;
@@ -317,7 +299,7 @@ TEST(Stream, PendingBitsBlockTypedAccessUntilFlushed)
     EXPECT_EQ(sink.written, Bytes{0xA0});
     sink.bRefuse = true;
     sink.SetPendingBits(1, 0x80);
-    EXPECT_EQ(FailureOf([&] { sink.Flush(); }, "Fail to write BitBuffer into stream"), ZRT_ERROR_WRITE_FAIL);
+    EXPECT_EQ(CodeOf([&] { sink.Flush(); }, "Fail to write BitBuffer into stream"), ZRT_ERROR_WRITE_FAIL);
     EXPECT_EQ(sink.GetPendingBitCount(), 1u);
     sink.bRefuse = false;
     sink.SetBitMode(true);
