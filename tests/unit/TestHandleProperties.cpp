@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include "ExceptionCode.h"
+#include "ScopedLogEnvironment.h"
 #include "OcqLogging.h"
 #include "PropertyExports.h"
 #include "SDKHandleBase.h"
@@ -190,16 +191,13 @@ TEST_F(HandleProperties, UnknownAndNullNames)
 
 TEST_F(HandleProperties, FrameLogsTheCallWithItsArguments)
 {
-    setenv("QUORVANE_SDK_LOG", "1", 1);
-    ConfigureLoggingFromEnvironment();
+    const ScopedLogEnvironment logging("1");
     testing::internal::CaptureStdout();
     uint64_t nSize = 1;
     char szValue[1] = {};
     Get(m_hPlain, "Version", szValue, &nSize);
     SetLong(m_hPlain, "Version", -7);
     const std::string strLog = testing::internal::GetCapturedStdout();
-    unsetenv("QUORVANE_SDK_LOG");
-    ConfigureLoggingFromEnvironment();
 
     EXPECT_TRUE(std::regex_search(strLog, std::regex(R"(\[Debug\] - TV_KR9GetPropertyA\(0x[0-9a-f]+, 0x[0-9a-f]+, )"
                                                       R"(0x[0-9a-f]+, 0x[0-9a-f]+\) Enter)")))

@@ -8,40 +8,13 @@
 #include <gtest/gtest.h>
 
 #include "ExceptionCode.h"
+#include "ScopedLogEnvironment.h"
 #include "OcqLogging.h"
 #include "SDKBase.h"
 #include "SDKLogger.h"
 #include "TactiviewKR9.h"
 
 namespace {
-
-// Sets the two variables for one test and restores the load-time settings afterwards.
-class ScopedLogEnvironment
-{
-public:
-    ScopedLogEnvironment(const char* pszEnabled, const char* pszLevel)
-    {
-        Set("QUORVANE_SDK_LOG", pszEnabled);
-        Set("QUORVANE_SDK_LOG_LEVEL", pszLevel);
-        ConfigureLoggingFromEnvironment();
-    }
-    ~ScopedLogEnvironment()
-    {
-        unsetenv("QUORVANE_SDK_LOG");
-        unsetenv("QUORVANE_SDK_LOG_LEVEL");
-        ConfigureLoggingFromEnvironment();
-        SetLogDebugOutFunction(nullptr);
-    }
-
-private:
-    static void Set(const char* pszName, const char* pszValue)
-    {
-        if (pszValue != nullptr)
-            setenv(pszName, pszValue, 1);
-        else
-            unsetenv(pszName);
-    }
-};
 
 std::vector<std::string> g_debugLines;
 void CollectDebugLine(const char* pszLine)
