@@ -138,7 +138,8 @@ TEST(ArrayDynamic, FailedGrowthLeavesTheArrayAsItWas)
         EXPECT_EQ(entries[i].GetName(), std::to_string(i));
 
     entries.Add(ClNamedEntry("eleventh"));
-    EXPECT_EQ(std::make_pair(entries.GetCapacity(), entries[10].GetName()), std::make_pair(uint64_t(20), std::string("eleventh")));
+    EXPECT_EQ(std::make_pair(entries.GetCapacity(), entries[10].GetName()),
+              std::make_pair(uint64_t(20), std::string("eleventh")));
 
     // Plain elements: byte sizes beyond size_t saturate, so the allocator refuses
     // them instead of handing out a small block.

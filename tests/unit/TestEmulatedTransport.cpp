@@ -35,7 +35,8 @@ TEST(EmulatedTransport, EnumerationListsEveryPluggedScannerWithItsSerial)
     pInterface->Enumerate(devices);
     // A device without serial still gets a record.
     ASSERT_EQ(devices.size(), 2u);
-    EXPECT_EQ(std::make_pair(devices.front().m_strName, devices.back().m_strName), std::make_pair(std::string("A1"), std::string()));
+    EXPECT_EQ(std::make_pair(devices.front().m_strName, devices.back().m_strName),
+              std::make_pair(std::string("A1"), std::string()));
     EXPECT_EQ(std::make_tuple(devices.back().m_iIndex, devices.front().m_usVendorId, devices.front().m_usProductId),
               std::make_tuple(1, uint16_t(KR9_USB_VENDOR_ID), uint16_t(KR9_USB_PRODUCT_ID)));
 }

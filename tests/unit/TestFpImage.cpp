@@ -180,7 +180,8 @@ TEST(FpImage, CopiesAndSwaps)
     ClImage wider;
     wider.CreateLikeAs(source, ClImage::int16);
     EXPECT_EQ(wider.Min(), -32768.0);
-    EXPECT_EQ(CodeOf([&] { wider.CreateLikeAs(wider, ClImage::uint8); }, "this function dose not work on the same image."),
+    EXPECT_EQ(CodeOf([&] { wider.CreateLikeAs(wider, ClImage::uint8); },
+                     "this function dose not work on the same image."),
               ZRT_ERROR_INVALID_PARAMETER);
 
     const uint8_t* pSource = source.Data();
@@ -233,7 +234,8 @@ TEST(FpImage, FillChecksTheTypeExceptForZero)
     // The 16-bit fill writes samples only and leaves the row padding alone.
     words.Fill<unsigned short>(0xBEEF);
     const uint16_t* pWords = reinterpret_cast<const uint16_t*>(words.Data());
-    EXPECT_EQ(std::vector<uint16_t>(pWords, pWords + 8), (std::vector<uint16_t>{0xBEEF, 0xBEEF, 0xBEEF, 0, 0xBEEF, 0xBEEF, 0xBEEF, 0}));
+    EXPECT_EQ(std::vector<uint16_t>(pWords, pWords + 8),
+              (std::vector<uint16_t>{0xBEEF, 0xBEEF, 0xBEEF, 0, 0xBEEF, 0xBEEF, 0xBEEF, 0}));
     ClImage signedWords;
     signedWords.Create(ClImage::int16, 2, 2, 1, 0, 0, true);
     EXPECT_THROW(signedWords.Fill<unsigned short>(1), ClException);

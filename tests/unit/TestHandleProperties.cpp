@@ -139,9 +139,12 @@ TEST_F(HandleProperties, VersionGivesTheResultsOfTheInterface)
         bool bBuffer;
         int32_t nResult;
         const char* pszLeft;
-    } aReads[] = {{"Version", 32, true, 0, "1.0.1.1751"},   {"VERSION", 11, true, 0, "1.0.1.1751"},
-                  {"Version", 5, true, ZRT_ERROR_TEMPLATE_SIZE, ""}, {"Version", 1, true, ZRT_ERROR_TEMPLATE_SIZE, "zzzz"},
-                  {"Version", 0, false, ZRT_ERROR_TEMPLATE_SIZE, "zzzz"}, {"Version", 11, false, ZRT_ERROR_BAD_POINTER, "zzzz"}};
+    } aReads[] = {{"Version", 32, true, 0, "1.0.1.1751"},
+                  {"VERSION", 11, true, 0, "1.0.1.1751"},
+                  {"Version", 5, true, ZRT_ERROR_TEMPLATE_SIZE, ""},
+                  {"Version", 1, true, ZRT_ERROR_TEMPLATE_SIZE, "zzzz"},
+                  {"Version", 0, false, ZRT_ERROR_TEMPLATE_SIZE, "zzzz"},
+                  {"Version", 11, false, ZRT_ERROR_BAD_POINTER, "zzzz"}};
     char szValue[32];
     for (const auto& read : aReads) {
         strcpy(szValue, "zzzz");

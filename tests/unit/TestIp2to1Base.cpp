@@ -86,7 +86,8 @@ TEST(Ip2to1Base, BoundsAndTypesOfTheOutput)
     FillSamples<uint8_t>(in1, ClImage::uint8, 4, 3, 1, 100);
     FillSamples<uint8_t>(in2, ClImage::uint8, 4, 3, 1, 20);
     ASSERT_EQ(subtract.Run(&in1, &in2, &out, ClImage::int16), 0);
-    EXPECT_EQ(std::make_tuple(SampleAt<int16_t>(out, 0, 0), out.Min(), out.Max()), std::make_tuple(int16_t(40), 5.0, 40.0));
+    EXPECT_EQ(std::make_tuple(SampleAt<int16_t>(out, 0, 0), out.Min(), out.Max()),
+              std::make_tuple(int16_t(40), 5.0, 40.0));
     FillSamples<uint8_t>(in1, ClImage::uint8, 4, 3, 1, 10);
     ASSERT_EQ(subtract.Run(&in1, &in2, &out, ClImage::int16), 0);
     EXPECT_EQ(SampleAt<int16_t>(out, 0, 0), 5);
@@ -149,7 +150,8 @@ TEST(Ip2to1Base, OutputAsInputMissingImagesAndPlaneCounts)
     FillSamples<uint8_t>(in2, ClImage::uint8, 6, 6, 1, 8);
     ClIpSubtract subtract;
     ASSERT_EQ(subtract.Run(&in1, &in2, &in1, ClImage::default_), 0);
-    EXPECT_EQ(std::make_pair(SampleAt<uint8_t>(in1, 5, 5), SampleAt<uint8_t>(in2, 5, 5)), std::make_pair(uint8_t(42), uint8_t(8)));
+    EXPECT_EQ(std::make_pair(SampleAt<uint8_t>(in1, 5, 5), SampleAt<uint8_t>(in2, 5, 5)),
+              std::make_pair(uint8_t(42), uint8_t(8)));
     EXPECT_EQ(subtract.Run(&in1, nullptr, &in1, ClImage::default_), ZRT_ERROR_PARAM_IS_MISSING);
 
     // 3 planes with 1: the subtraction takes input 2's sample for each plane,

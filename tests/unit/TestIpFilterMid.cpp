@@ -89,7 +89,8 @@ TEST(IpFilterMid, DirectedMeanFollowsTheFieldAndShortensNearBorders)
 {
     const int32_t nWidth = 15, nHeight = 11;
     const TpTestPlane<uint8_t> in = RandomPlane<uint8_t>(nWidth, nHeight, 8);
-    const TpTestPlane<int8_t> dx = RandomPlane<int8_t>(nWidth, nHeight, 9), dy = RandomPlane<int8_t>(nWidth, nHeight, 10);
+    const TpTestPlane<int8_t> dx = RandomPlane<int8_t>(nWidth, nHeight, 9),
+        dy = RandomPlane<int8_t>(nWidth, nHeight, 10);
     for (bool bOrtho : {false, true}) {
         TpTestPlane<uint8_t> out = EmptyPlaneLike(in);
         FilterMid::MeanDirected8(in.Data(), in.nStride, out.Data(), out.nStride, dx.Data(), dx.nStride, dy.Data(),

@@ -43,7 +43,8 @@ TEST(IpFilterVariance, OtherTypePairsFollowTheSameWindows)
         sample %= 8;
     TpTestPlane<int32_t> asInt = RandomPlane<int32_t>(11, 9, 4);
     FilterVariance::Variance<uint8_t, int32_t>(small.Data(), small.nStride, asInt.Data(), asInt.nStride, 11, 9, 1);
-    EXPECT_TRUE(EveryPixelIs(asInt, [&](int32_t x, int32_t y) { return WindowVariance<uint8_t, int32_t>(small, x, y, 1); }));
+    EXPECT_TRUE(EveryPixelIs(asInt,
+                             [&](int32_t x, int32_t y) { return WindowVariance<uint8_t, int32_t>(small, x, y, 1); }));
     FilterVariance::Variance<uint8_t, int32_t>(small.Data(), small.nStride, asInt.Data(), asInt.nStride, 11, 9, 0);
     EXPECT_TRUE(EveryPixelIs(asInt, [](int32_t, int32_t) { return 0; }));
 

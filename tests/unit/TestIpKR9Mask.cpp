@@ -99,14 +99,17 @@ TEST(IpKR9Mask, OutputAndMaskMatchTheVerifiedDigests)
         {"whorl", PgmFrame("whorl"), false, 0xe3a2833fb7752ec1ull, 0xf04f97a0cb2e0b4eull},
         {"synthetic", SyntheticFrame(7), false, 0xf440dc69074ea809ull, 0x2ab82c22dc642be5ull},
         {"half pattern", halfPattern, false, 0x9757e5a601355e65ull, 0xbf88328460787ff5ull},
-        {"pattern below the scan", PatternFrame(128, 100, 156, 180, 191, columns), false, 0xb24e32c36d321131ull, 0xea47ca8d490fe291ull},
-        {"pattern across the scan", PatternFrame(128, 100, 156, 160, 171, columns), false, 0x18a2b792ae52b0d1ull, 0xac75edadbf62c76dull},
+        {"pattern below the scan", PatternFrame(128, 100, 156, 180, 191, columns), false, 0xb24e32c36d321131ull,
+         0xea47ca8d490fe291ull},
+        {"pattern across the scan", PatternFrame(128, 100, 156, 160, 171, columns), false, 0x18a2b792ae52b0d1ull,
+         0xac75edadbf62c76dull},
         // No variance: an empty mask, and white mapped through a span of 63 above 256 (250).
         {"uniform 0", Samples(size_t(kWidth) * kHeight, 0), false, 0x4cd2164509e4e325ull, 0x9ab4e008dd5a4325ull},
         {"uniform 255", Samples(size_t(kWidth) * kHeight, 255), false, 0x4cd2164509e4e325ull, 0x9ab4e008dd5a4325ull},
         {"whorl in 16 bits", PgmFrame("whorl"), true, 0x26411e2ef54cfe03ull, 0x90d823e03e030936ull},
         {"half pattern in 16 bits", halfPattern, true, 0xb73b89e5472e476full, 0x61815b20e587a451ull},
-        {"uniform in 16 bits", Samples(size_t(kWidth) * kHeight, 0), true, 0xc850103d09c4eb25ull, 0x9ab4e008dd5a4325ull},
+        {"uniform in 16 bits", Samples(size_t(kWidth) * kHeight, 0), true, 0xc850103d09c4eb25ull,
+         0x9ab4e008dd5a4325ull},
     };
     for (const auto& test : aCases) {
         SCOPED_TRACE(test.pszName);

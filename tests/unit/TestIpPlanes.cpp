@@ -55,7 +55,8 @@ TEST(IpPlanes, SplitThenJoinGivesTheImageBack)
 
     ClImage tooMany;
     tooMany.Create(ClImage::uint8, 2, 2, 5, 0, 0, true);
-    EXPECT_EQ(CodeOf([&] { split.Run(&tooMany, &aPlanes[0], nullptr, nullptr, nullptr); }, "Image has more than 4 planes."),
+    EXPECT_EQ(CodeOf([&] { split.Run(&tooMany, &aPlanes[0], nullptr, nullptr, nullptr); },
+                     "Image has more than 4 planes."),
               ZRT_ERROR_PARAM_OUT_OF_RANGE);
 }
 
@@ -75,7 +76,8 @@ TEST(IpPlanes, JoinFillsEmptyPlanesAndKnowsWhichContentsItCanJoin)
     EXPECT_EQ(joined.Planes(), 4);
     EXPECT_EQ(joined.Content(), ClImage::eRGBA);
     // The default fill is NaN, whose truncation keeps 0 in the low bits.
-    EXPECT_EQ(std::make_tuple(At16(joined, 3, 1, 0), At16(joined, 3, 1, 1), At16(joined, 3, 1, 2), At16(joined, 3, 1, 3)),
+    EXPECT_EQ(std::make_tuple(At16(joined, 3, 1, 0), At16(joined, 3, 1, 1), At16(joined, 3, 1, 2),
+                              At16(joined, 3, 1, 3)),
               std::make_tuple(13, 128, 2013, 0));
 
     // eXYZ and eCIELab cannot be joined; the output stays as it was.

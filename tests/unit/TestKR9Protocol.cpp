@@ -206,7 +206,8 @@ TEST_F(Protocol, RegisterOffGrabTouchesTheRegisterOnlyWhenItIsSet)
     m_pProtocol->GrabFrame16RegisterOff(pixels.data());
     const auto log = m_scanner.Model().GetReportLog();
     ASSERT_EQ(m_scanner.Commands(), (std::vector<int>{2, 1, 26, 9, 1}));
-    EXPECT_EQ(std::make_tuple(log[1][8], log[1][9], log[4][9]), std::make_tuple(uint8_t(28), uint8_t(0), uint8_t(0x33)));
+    EXPECT_EQ(std::make_tuple(log[1][8], log[1][9], log[4][9]),
+              std::make_tuple(uint8_t(28), uint8_t(0), uint8_t(0x33)));
     EXPECT_EQ(m_scanner.Stats().registers[28], 0x33);
 }
 

@@ -34,7 +34,8 @@ TEST(KR9Scanner, EnumerationNamesScannersAndSendsOnlyTheSerialQuestion)
     ClVirtualScanner unnamed("");
     ClKR9Scanner::Enumerate(devices);
     ASSERT_EQ(devices.size(), 2u) << "the keyboard is left out";
-    EXPECT_EQ(std::make_pair(devices.front().m_strName, devices.back().m_strName), std::make_pair(std::string("KR9 0001"), std::string("KR9 ")));
+    EXPECT_EQ(std::make_pair(devices.front().m_strName, devices.back().m_strName),
+              std::make_pair(std::string("KR9 0001"), std::string("KR9 ")));
     EXPECT_EQ(first.Commands(), (std::vector<int>{0xFF, 18}));
     EXPECT_EQ(std::make_pair(first.Stats().registers[28], first.Stats().started), std::make_pair(uint8_t(0x5A), 0));
     EXPECT_TRUE(keyboard.Commands().empty()) << "devices of other makers are not even opened";
@@ -61,8 +62,10 @@ TEST(KR9Scanner, SessionStartsAndRestoresRegister28InTheFixedOrder)
     }
     const auto log = virtualScanner.Model().GetReportLog();
     ASSERT_EQ(virtualScanner.Commands(), (std::vector<int>{16, 1}));
-    EXPECT_EQ(std::make_pair(log[1][8], log[1][9]), std::make_pair(uint8_t(28), uint8_t(0x5A))) << "the value found at open";
-    EXPECT_EQ(std::make_pair(virtualScanner.Stats().registers[28], virtualScanner.Stats().started), std::make_pair(uint8_t(0x5A), 0));
+    EXPECT_EQ(std::make_pair(log[1][8], log[1][9]),
+              std::make_pair(uint8_t(28), uint8_t(0x5A))) << "the value found at open";
+    EXPECT_EQ(std::make_pair(virtualScanner.Stats().registers[28], virtualScanner.Stats().started),
+              std::make_pair(uint8_t(0x5A), 0));
 }
 
 TEST(KR9Scanner, FailedStartStillStopsAndRestoresBeforeTheExceptionLeaves)

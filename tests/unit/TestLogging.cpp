@@ -30,7 +30,8 @@ void CollectSinkLine(int32_t nLevel, const char* pszText)
 
 TEST(Logging, LevelNamesFollowSyslog)
 {
-    for (const auto& level : {std::make_pair(0, "Emergency"), {3, "Error"}, {7, "Debug"}, {8, "Unknown"}, {-1, "Unknown"}})
+    for (const auto& level : {std::make_pair(0, "Emergency"), {3, "Error"}, {7, "Debug"}, {8, "Unknown"},
+                              {-1, "Unknown"}})
         EXPECT_STREQ(GetLogLevelName(level.first), level.second);
 }
 

@@ -223,13 +223,15 @@ TEST(Parameter, EnumerationEntriesNameValuesAndRefuseUnknownOnes)
     parameter.Bind(&nType, kParameterIn | kParameterOut);
     EXPECT_FALSE(parameter.IsEnum());
     EXPECT_EQ(parameter.AsEnum(), nullptr) << "no entries, no enumeration";
-    for (const auto& entry : {std::make_pair(1, "unsigned char"), {130, "signed short"}, {196, "float"}, {255, "default"}})
+    for (const auto& entry : {std::make_pair(1, "unsigned char"), {130, "signed short"}, {196, "float"},
+                              {255, "default"}})
         parameter.AddEntry(static_cast<unsigned char>(entry.first), entry.second);
     ASSERT_TRUE(parameter.IsEnum());
     ASSERT_NE(parameter.AsEnum(), nullptr);
 
     parameter.SetFromString("DEFAULT");
-    EXPECT_EQ(std::make_tuple(nType, TextOf(parameter), parameter.GetValueLong()), std::make_tuple(255, "default", 255));
+    EXPECT_EQ(std::make_tuple(nType, TextOf(parameter), parameter.GetValueLong()),
+              std::make_tuple(255, "default", 255));
     parameter.SetValueLong(130);
     EXPECT_EQ(TextOf(parameter), "signed short");
     EXPECT_EQ(CodeOf([&] { parameter.SetFromString("half"); },
@@ -264,7 +266,8 @@ TEST(Parameter, EnumerationDuplicatesAndRemoval)
     EXPECT_EQ(parameter.GetEntryCount(), 3u);
     // The first index removed is answered, and every entry of the value goes.
     EXPECT_EQ(parameter.RemoveValue(true), 0);
-    EXPECT_EQ(std::make_pair(parameter.GetEntryCount(), parameter.RemoveValue(true)), std::make_pair(size_t(1), int32_t(-1)));
+    EXPECT_EQ(std::make_pair(parameter.GetEntryCount(), parameter.RemoveValue(true)),
+              std::make_pair(size_t(1), int32_t(-1)));
 
     char szName[16];
     long nMode = 0;
@@ -273,7 +276,8 @@ TEST(Parameter, EnumerationDuplicatesAndRemoval)
     for (long i = 0; i < 12; ++i)
         modes.AddEntry(i, ("mode" + std::to_string(i)).c_str());
     EXPECT_EQ(modes.RemoveName("MODE3"), 3);
-    EXPECT_EQ(std::make_pair(modes.RemoveName("mode3"), modes.GetEntryCount()), std::make_pair(int32_t(-1), size_t(11)));
+    EXPECT_EQ(std::make_pair(modes.RemoveName("mode3"), modes.GetEntryCount()),
+              std::make_pair(int32_t(-1), size_t(11)));
     modes.GetEntryName(3, szName, sizeof(szName));
     EXPECT_STREQ(szName, "mode4") << "the gap is closed";
     modes.SetFromString("Mode11");

@@ -58,7 +58,8 @@ TEST_F(ParameterTree, AddRefusesNamesThatDifferOnlyByCase)
     TpParameterNumeric<int> duplicate;
     duplicate.SetName("A");
     EXPECT_EQ(CodeOf([&] { m_root.Add(&duplicate); }), ZRT_ERROR_PARAM_VALUE_DUPLICATE);
-    EXPECT_EQ(std::make_pair(duplicate.GetParent(), m_root.GetChildCount()), std::make_pair(static_cast<ClParameterContainer*>(nullptr), size_t(4)));
+    EXPECT_EQ(std::make_pair(duplicate.GetParent(), m_root.GetChildCount()),
+              std::make_pair(static_cast<ClParameterContainer*>(nullptr), size_t(4)));
     EXPECT_EQ(m_root.FindChild("A"), m_pA);
 
     // Unnamed children may be added but are never found.
