@@ -8,28 +8,12 @@
 #include <gtest/gtest.h>
 
 #include "ExceptionCode.h"
+#include "ImageSamples.h"
 #include "imaging/IpAdd.h"
 #include "imaging/IpSubtract.h"
 #include "imaging/SampleDispatch.h"
 
 namespace {
-
-template <typename T>
-ClImage& FillSamples(ClImage& image, ClImage::EDataType eType, int32_t nWidth, int32_t nHeight, int32_t nPlanes,
-                     T value)
-{
-    image.Create(eType, nWidth, nHeight, nPlanes, 0, 0, true);
-    for (int32_t y = 0; y < nHeight; ++y)
-        for (int32_t i = 0; i < nWidth * nPlanes; ++i)
-            SamplesOf<T>(image)[y * image.SampleStride() + i] = value;
-    return image;
-}
-
-template <typename T>
-T SampleAt(const ClImage& image, int32_t x, int32_t y, int32_t p = 0)
-{
-    return SamplesOf<T>(image)[y * image.SampleStride() + x * image.Planes() + p];
-}
 
 // Result at (0, 0) of a over b on images of nSize x nSize, run through the processor.
 template <typename TOut>

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include "ExceptionCode.h"
+#include "ImageSamples.h"
 #include "imaging/IpInvert.h"
 #include "imaging/IpSetBorder.h"
 #include "imaging/IpStretchRangeGlobal.h"
@@ -23,10 +24,6 @@ void MakePattern8(ClImage& image, int32_t nWidth, int32_t nHeight, int32_t nPlan
             image.Data()[y * image.Stride() + i] = uint8_t(i * 7 + y * 13);
 }
 
-uint8_t At(const ClImage& image, int32_t x, int32_t y, int32_t p = 0)
-{
-    return image.Data()[y * image.Stride() + x * image.Planes() + p];
-}
 
 // The stretch table the fixed-point steps give, in 64-bit arithmetic.
 uint8_t ExpectedEntry(int32_t i, int32_t nFrom, int32_t nTo, int32_t nNewFrom, int32_t nNewTo)
@@ -45,7 +42,7 @@ TEST(IpPointOperations, InvertTurnsEveryRangeAround)
     ASSERT_EQ(invert.Run(&image, &image), 0);
     for (int32_t y = 0; y < 5; ++y)
         for (int32_t x = 0; x < 9; ++x)
-            ASSERT_EQ(At(image, x, y), 255 - At(original, x, y));
+            ASSERT_EQ(SampleAt<uint8_t>(image, x, y), 255 - SampleAt<uint8_t>(original, x, y));
 
     ClImage floating, inverted;
     floating.Create(ClImage::float32, 3, 2, 1, 0, 0, true);
@@ -67,8 +64,8 @@ TEST(IpPointOperations, StretchTableFromTheHistogramOrTheSettings)
     const unsigned char* pTable = stretch.GetTable();
     for (int32_t i = 0; i < 256; ++i)
         ASSERT_EQ(pTable[i], ExpectedEntry(i, 10, 20, 0, 255)) << i;
-    EXPECT_EQ(std::make_tuple(pTable[10], pTable[15], pTable[20], At(out, 1, 0), At(out, 0, 0)),
-              std::make_tuple(0, 127, 255, 0, 255));
+    EXPECT_EQ(std::make_tuple(pTable[10], pTable[15], pTable[20]), std::make_tuple(0, 127, 255));
+    EXPECT_EQ(std::make_tuple(SampleAt<uint8_t>(out, 1, 0), SampleAt<uint8_t>(out, 0, 0)), std::make_tuple(0, 255));
 
     // A set range skips the histogram; a new range limits the entries.
     stretch.SetOldRange(50, 100);
@@ -101,7 +98,7 @@ TEST(IpPointOperations, LookUpTableMapsEveryPlaneAndNeedsAnInput)
     EXPECT_EQ(out.Planes(), 3);
     EXPECT_EQ(out.Content(), ClImage::eHSV);
     for (int32_t p = 0; p < 3; ++p)
-        EXPECT_EQ(At(out, 4, 3, p), 0);
+        EXPECT_EQ(SampleAt<uint8_t>(out, 4, 3, p), 0);
 
     EXPECT_EQ(CodeOf([&] { stretch.Run(nullptr, &out); }, "m_pInImage is not set."), ZRT_ERROR_PARAM_IS_MISSING);
 }
@@ -116,17 +113,17 @@ TEST(IpPointOperations, BorderFramesTheImage)
     for (int32_t y = 0; y < 6; ++y)
         for (int32_t x = 0; x < 7; ++x) {
             const bool bFrame = x < 2 || y < 2 || x >= 5 || y >= 4;
-            ASSERT_EQ(At(out, x, y), bFrame ? 9 : At(original, x, y)) << x << "," << y;
+            ASSERT_EQ(SampleAt<uint8_t>(out, x, y), bFrame ? 9 : SampleAt<uint8_t>(original, x, y)) << x << "," << y;
         }
     // No frame leaves the image; a frame wider than the image paints all of it.
     ClImage image;
     MakePattern8(image, 7, 6);
     ASSERT_EQ(border.Run(&image, &image, 0, 9), 0);
-    EXPECT_EQ(At(image, 0, 0), At(original, 0, 0));
+    EXPECT_EQ(SampleAt<uint8_t>(image, 0, 0), SampleAt<uint8_t>(original, 0, 0));
     ASSERT_EQ(border.Run(&image, &image, 50, 9), 0);
     for (int32_t y = 0; y < 6; ++y)
         for (int32_t x = 0; x < 7; ++x)
-            ASSERT_EQ(At(image, x, y), 9);
+            ASSERT_EQ(SampleAt<uint8_t>(image, x, y), 9);
 }
 
 }  // namespace

@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include "ExceptionCode.h"
+#include "ImageSamples.h"
 #include "imaging/FpImage.h"
 #include "params/Ip1to1Base.h"
 #include "params/ProcessorBase.h"
@@ -133,26 +134,6 @@ public:
     std::vector<const ClImage*> m_preparedTargets;
 };
 
-// An image of one plane whose samples are the given values, row by row.
-template <typename TSample>
-void FillImage(ClImage& image, ClImage::EDataType eType, int32_t nWidth, const std::vector<TSample>& values,
-               int32_t nPlanes = 1)
-{
-    const int32_t nHeight = static_cast<int32_t>(values.size()) / (nWidth * nPlanes);
-    image.Create(eType, nWidth, nHeight, nPlanes, 0, 0, true);
-    for (int32_t y = 0; y < nHeight; ++y) {
-        TSample* pRow = reinterpret_cast<TSample*>(image.Data()) + static_cast<size_t>(y) * image.SampleStride();
-        for (int32_t x = 0; x < nWidth * nPlanes; ++x)
-            pRow[x] = values[static_cast<size_t>(y * nWidth * nPlanes + x)];
-    }
-}
-
-template <typename TSample>
-TSample SampleAt(const ClImage& image, int32_t x, int32_t y)
-{
-    return reinterpret_cast<const TSample*>(image.Data())[static_cast<size_t>(y) * image.SampleStride() + x];
-}
-
 TEST(ProcessorRun, SequenceStopsAtPrepareAndRaisesAFailedFinalize)
 {
     // Results of Prepare, Process and Finalize, whether Process throws, and
@@ -262,9 +243,9 @@ TEST(Ip1to1Base, EightBitImagesGoThroughTheTableAndWrapWithoutClamping)
         EXPECT_EQ(out.Planes(), 2);
         for (int32_t i = 0; i < 12; ++i)
             if (path.first || i % 6 < 3)
-                EXPECT_EQ(SampleAt<uint8_t>(out, i % 6, i / 6), aExpected[i]) << i;
+                EXPECT_EQ(SampleAt<uint8_t>(out, i % 6 / 2, i / 6, i % 2), aExpected[i]) << i;
     }
-    EXPECT_EQ(SampleAt<uint8_t>(in, 1, 0), 1) << "the input is untouched";
+    EXPECT_EQ(SampleAt<uint8_t>(in, 0, 0, 1), 1) << "the input is untouched";
 }
 
 // The samples of an image of one row of the given type, run through the processor.
