@@ -1,5 +1,6 @@
 // Point and border operations: inversion, the look-up table, the 20.12
 // stretch table, and the painted frame.
+#include <algorithm>
 #include <cstdint>
 #include <limits>
 #include <string>
@@ -75,14 +76,13 @@ TEST(IpPointOperations, StretchTableFromTheHistogramOrTheSettings)
         ASSERT_EQ(pTable[i], ExpectedEntry(i, 50, 100, 20, 200)) << i;
 
     // A constant image has an empty range: the scale becomes the most
-    // negative 32-bit value and the table what the wrapping steps give.
+    // negative 32-bit value, whose wrapping steps from 77 on alternate
+    // between 0 and that value, so every entry is 0.
     image.Fill<unsigned char>(77);
     stretch.SetOldRange(255, 0);
     stretch.SetNewRange(0, 255);
     ASSERT_EQ(stretch.Run(&image, &out), 0);
-    uint32_t nValue = 0u - 77u * 0x80000000u;
-    for (int32_t i = 0; i < 256; ++i, nValue += 0x80000000u)
-        ASSERT_EQ(pTable[i], std::min(std::max(int32_t(nValue) >> 12, 0), 255)) << i;
+    EXPECT_TRUE(std::all_of(pTable, pTable + 256, [](unsigned char entry) { return entry == 0; }));
 }
 
 TEST(IpPointOperations, LookUpTableMapsEveryPlaneAndNeedsAnInput)
