@@ -40,15 +40,16 @@ TEST(LifecycleApi, ErrorDescriptionsComeFromTheTable)
     EXPECT_STREQ(TV_KR9GetErrorDescriptionA(0), "No errors occurred.");
     EXPECT_STREQ(TV_KR9GetErrorDescriptionA(12345), "Unknown error code.");
     EXPECT_STREQ(TV_KR9GetErrorDescriptionA(static_cast<uint32_t>(-18)), "Unknown error code.");
-    EXPECT_STREQ(TV_KR9GetErrorDescriptionA(static_cast<uint32_t>(ZRT_ERROR_SIZE_TOO_SMALL)), "Given size is too small.");
+    EXPECT_STREQ(TV_KR9GetErrorDescriptionA(static_cast<uint32_t>(ZRT_ERROR_SIZE_TOO_SMALL)),
+                 "Given size is too small.");
     // Codes are compared as 32-bit patterns, so the large negative rows are reachable.
     EXPECT_STREQ(TV_KR9GetErrorDescriptionA(0x80070057u), "One or more arguments are invalid.");
 }
 
 TEST(LifecycleApi, LogIsOffUnlessTheVariableIsExactlyOne)
 {
-    for (const char* pszEnvironment : {"", "QUORVANE_SDK_LOG=0", "QUORVANE_SDK_LOG=10", "QUORVANE_SDK_LOG=2",
-                                       "'QUORVANE_SDK_LOG=1 '", "QUORVANE_SDK_LOG="}) {
+    // (Every way of spelling the switch is read in the unit tests; here the library reads it when it loads.)
+    for (const char* pszEnvironment : {"", "QUORVANE_SDK_LOG=10", "'QUORVANE_SDK_LOG=1 '"}) {
         const ProbeRun run = RunProbe(pszEnvironment, "init uninit uninit");
         EXPECT_EQ(run.nExitStatus, 0);
         EXPECT_EQ(run.strOutput, "init = 0\nuninit = 0\nuninit = -2\n") << pszEnvironment;
@@ -84,12 +85,6 @@ TEST(LifecycleApi, LevelLimitHidesLessSeriousLines)
     // Level 2 hides the Error line too.
     run = RunProbe("QUORVANE_SDK_LOG=1 QUORVANE_SDK_LOG_LEVEL=2", "uninit");
     EXPECT_EQ(run.strOutput, "uninit = -2\n");
-
-    // Out-of-range and non-numeric limits keep the default 7: Enter lines show.
-    for (const char* pszLevel : {"8", "-1", "x", ""}) {
-        run = RunProbe(std::string("QUORVANE_SDK_LOG=1 QUORVANE_SDK_LOG_LEVEL=") + pszLevel, "init uninit");
-        EXPECT_NE(run.strOutput.find("TV_KR9Initialize(0x1234) Enter"), std::string::npos) << pszLevel;
-    }
 }
 
 }  // namespace

@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <string>
 
+#include <gtest/gtest.h>
+
 #include "Exception.h"
 
 // 0 when the call returns normally; otherwise the code of the ClException it
@@ -19,4 +21,14 @@ int32_t CodeOf(TCall call, std::string* pstrText = nullptr)
         return ex.GetCode();
     }
     return 0;
+}
+
+// The same, for a call whose text must hold pszPart.
+template <typename TCall>
+int32_t CodeOf(TCall call, const char* pszPart)
+{
+    std::string strText;
+    const int32_t nCode = CodeOf(call, &strText);
+    EXPECT_NE(strText.find(pszPart), std::string::npos) << "\"" << strText << "\" lacks \"" << pszPart << "\"";
+    return nCode;
 }

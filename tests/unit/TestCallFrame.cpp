@@ -6,24 +6,15 @@
 #include <gtest/gtest.h>
 
 #include "CallFrame.h"
-#include "OcqLogging.h"
+#include "ScopedLogEnvironment.h"
 
 namespace {
 
 class CallFrame : public testing::Test
 {
 protected:
-    void SetUp() override
-    {
-        setenv("QUORVANE_SDK_LOG", "1", 1);
-        ConfigureLoggingFromEnvironment();
-        testing::internal::CaptureStdout();
-    }
-    void TearDown() override
-    {
-        unsetenv("QUORVANE_SDK_LOG");
-        ConfigureLoggingFromEnvironment();
-    }
+    void SetUp() override { testing::internal::CaptureStdout(); }
+    const ScopedLogEnvironment m_logging{"1"};
     // The log lines without their time stamps.
     static std::string TakeLines()
     {

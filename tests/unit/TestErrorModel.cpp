@@ -12,31 +12,17 @@
 
 namespace {
 
-TEST(ErrorTable, RowsKeepTheirOrderDoublesAndWideColumns)
+TEST(ErrorTable, WideColumnsCarryTheSameCharactersAndFiveCodesStandTwice)
 {
     size_t nRows = 0;
     const StErrorTableRow* pTable = GetErrorTable(&nRows);
-    ASSERT_EQ(nRows, 192u);
-    EXPECT_EQ(pTable[0].nCode, 0);
-    EXPECT_STREQ(pTable[0].pszName, "ZRT_SUCCESS");
-    // Not sorted by value: -31 stands right after -10.
-    EXPECT_EQ(pTable[6].nCode, -10);
-    EXPECT_EQ(pTable[7].nCode, -31);
-    EXPECT_STREQ(pTable[nRows - 1].pszName, "DISP_E_ARRAYISLOCKED");
-    EXPECT_EQ(pTable[nRows - 1].nCode, -2147352563);
-
     std::multiset<int32_t> codes;
     for (size_t i = 0; i < nRows; ++i) {
         codes.insert(pTable[i].nCode);
-        // The wide columns carry the same characters.
-        const std::string strMessage = pTable[i].pszMessage;
-        const std::string strName = pTable[i].pszName;
-        ASSERT_EQ(wcslen(pTable[i].pwszMessage), strMessage.size()) << strName;
-        ASSERT_EQ(wcslen(pTable[i].pwszName), strName.size());
-        for (size_t c = 0; c < strMessage.size(); ++c)
-            ASSERT_EQ(pTable[i].pwszMessage[c], static_cast<wchar_t>(strMessage[c])) << strName;
-        for (size_t c = 0; c < strName.size(); ++c)
-            ASSERT_EQ(pTable[i].pwszName[c], static_cast<wchar_t>(strName[c]));
+        ASSERT_EQ(std::wstring(pTable[i].pwszMessage),
+                  std::wstring(pTable[i].pszMessage, pTable[i].pszMessage + strlen(pTable[i].pszMessage)));
+        ASSERT_EQ(std::wstring(pTable[i].pwszName),
+                  std::wstring(pTable[i].pszName, pTable[i].pszName + strlen(pTable[i].pszName)));
     }
     for (int32_t nDoubled : {-38, -39, -44, -206, -830})
         EXPECT_EQ(codes.count(nDoubled), 2u) << nDoubled;
@@ -45,9 +31,8 @@ TEST(ErrorTable, RowsKeepTheirOrderDoublesAndWideColumns)
 
 TEST(ErrorTable, LookupTakesTheFirstRowAndFallsBackToUnknown)
 {
-    const StErrorTableRow* pRow = FindErrorRow(-206);
-    ASSERT_NE(pRow, nullptr);
-    EXPECT_STREQ(pRow->pszName, "ZRT_ERROR_UNKNOWN_PARAMETER");
+    ASSERT_NE(FindErrorRow(-206), nullptr);
+    EXPECT_STREQ(FindErrorRow(-206)->pszName, "ZRT_ERROR_UNKNOWN_PARAMETER");
     EXPECT_STREQ(FindErrorRow(-830)->pszName, "ZRT_ERROR_FR_NO_SUBJECT_FOUND");
     EXPECT_STREQ(FindErrorRow(-44)->pszName, "ZRT_ERROR_INVALID_PARAMETER");
     EXPECT_STREQ(GetErrorMessage(-206), "A given parameter is unknown.");

@@ -3,11 +3,11 @@
 // the layout of a frame.
 #include <array>
 #include <cstring>
+#include <tuple>
 #include <vector>
 
 #include <gtest/gtest.h>
 
-#include "Exception.h"
 #include "VirtualScanner.h"
 #include "device/KR9USBProtocol.h"
 #include "device/transport/TransportFactory.h"
@@ -79,11 +79,10 @@ TEST(ProtocolFrame, SixteenBitHalvesLieInOrderHighByteFirst)
     std::vector<uint16_t> pixels(256 * 360);
     protocol.GrabFrame16(pixels.data());
     EXPECT_EQ(chunks.m_uiNextChunk, 46u);
-    EXPECT_EQ(pixels[0], WordAt(0, 0)) << "row 0, column 0: first word of the first chunk";
-    EXPECT_EQ(pixels[1], WordAt(0, 2));
-    EXPECT_EQ(pixels[128], WordAt(23, 0)) << "row 0, column 128: first word of the second half";
-    EXPECT_EQ(pixels[359 * 256 + 127], WordAt(22, 2046)) << "last word of the first half";
-    EXPECT_EQ(pixels[359 * 256 + 255], WordAt(45, 2046));
+    // Row 0 starts with the first words of the first chunk and, at column
+    // 128, of the second half; the last words of the halves end the rows.
+    EXPECT_EQ(std::make_tuple(pixels[0], pixels[1], pixels[128], pixels[359 * 256 + 127], pixels[359 * 256 + 255]),
+              std::make_tuple(WordAt(0, 0), WordAt(0, 2), WordAt(23, 0), WordAt(22, 2046), WordAt(45, 2046)));
 
     // The unused tail of the last chunk of a half changes nothing.
     ClScriptedChunks noisy;
@@ -100,10 +99,10 @@ TEST(ProtocolFrame, EightBitHalvesAreExchanged)
     std::vector<uint8_t> pixels(256 * 360);
     protocol.GrabFrame8(pixels.data());
     EXPECT_EQ(chunks.m_uiNextChunk, 24u);
-    EXPECT_EQ(pixels[0], ClScriptedChunks::ByteAt(12, 0)) << "the left side is the second half";
-    EXPECT_EQ(pixels[128], ClScriptedChunks::ByteAt(0, 0)) << "the right side came first";
-    EXPECT_EQ(pixels[359 * 256 + 255], ClScriptedChunks::ByteAt(11, 1023));
-    EXPECT_EQ(pixels[359 * 256 + 127], ClScriptedChunks::ByteAt(23, 1023));
+    // The left side is the second half; the right side came first.
+    EXPECT_EQ(std::make_tuple(pixels[0], pixels[128], pixels[359 * 256 + 255], pixels[359 * 256 + 127]),
+              std::make_tuple(ClScriptedChunks::ByteAt(12, 0), ClScriptedChunks::ByteAt(0, 0),
+                              ClScriptedChunks::ByteAt(11, 1023), ClScriptedChunks::ByteAt(23, 1023)));
 }
 
 TEST(ProtocolFrame, FailedChunkLeavesThePreviousBytesAndTheFrameCompletes)
@@ -114,8 +113,8 @@ TEST(ProtocolFrame, FailedChunkLeavesThePreviousBytesAndTheFrameCompletes)
     std::vector<uint8_t> pixels(256 * 360);
     EXPECT_NO_THROW(protocol.GrabFrame8(pixels.data()));
     // Chunk 5 holds right-half bytes 20480..24575: rows 160..191 of the right side.
-    EXPECT_EQ(pixels[160 * 256 + 128], ClScriptedChunks::ByteAt(4, 0));
-    EXPECT_EQ(pixels[192 * 256 + 128], ClScriptedChunks::ByteAt(6, 0));
+    EXPECT_EQ(std::make_pair(pixels[160 * 256 + 128], pixels[192 * 256 + 128]),
+              std::make_pair(ClScriptedChunks::ByteAt(4, 0), ClScriptedChunks::ByteAt(6, 0)));
 }
 
 TEST(ProtocolFrame, NullTransportIsRefused)
@@ -137,8 +136,7 @@ TEST_F(Protocol, EveryRequestRepeatsTheSessionTagOfItsOpen)
         EXPECT_TRUE(std::equal(tag.begin(), tag.end(), log[i].begin())) << "report " << i;
         EXPECT_EQ(log[i][6], 0) << "reserved byte";
     }
-    EXPECT_EQ(log[2][7], 2);
-    EXPECT_EQ(log[2][8], 28);
+    EXPECT_EQ(std::make_pair(log[2][7], log[2][8]), std::make_pair(uint8_t(2), uint8_t(28)));
 
     // A new open gets a new tag; the old one is no longer honoured by the device.
     m_pProtocol->OpenSession();
@@ -167,13 +165,12 @@ TEST_F(Protocol, OnlyStatus255MeansYes)
 
 TEST_F(Protocol, DeviceStringsAndFirmwareVersion)
 {
-    std::string strText = "old";
-    m_pProtocol->GetDeviceString(strText, 0);
-    EXPECT_EQ(strText, "P1");
-    m_pProtocol->GetDeviceString(strText, 1);
-    EXPECT_EQ(strText.size(), 12u);
-    m_pProtocol->GetDeviceString(strText, 2);
-    EXPECT_FALSE(strText.empty());
+    std::string strSerial = "old", strModel, strMaker;
+    m_pProtocol->GetDeviceString(strSerial, 0);
+    m_pProtocol->GetDeviceString(strModel, 1);
+    m_pProtocol->GetDeviceString(strMaker, 2);
+    EXPECT_EQ(std::make_tuple(strSerial, strModel.size(), strMaker.empty()), std::make_tuple("P1", size_t(12), false));
+    std::string strText;
     m_scanner.Model().ClearReportLog();
     m_pProtocol->GetDeviceString(strText, 7);
     EXPECT_EQ(strText, "");
@@ -182,8 +179,7 @@ TEST_F(Protocol, DeviceStringsAndFirmwareVersion)
     m_scanner.Model().SetFirmwareVersion({{9, 8, 7, 200}});
     uint32_t auiVersion[4] = {};
     m_pProtocol->GetFirmwareVersion(auiVersion);
-    EXPECT_EQ(auiVersion[0], 9u);
-    EXPECT_EQ(auiVersion[3], 200u);
+    EXPECT_EQ(std::vector<uint32_t>(auiVersion, auiVersion + 4), (std::vector<uint32_t>{9, 8, 7, 200}));
 
     // A full eight-character serial has no terminator on the wire.
     ClVirtualScanner full("ABCDEFGH");
@@ -210,9 +206,8 @@ TEST_F(Protocol, RegisterOffGrabTouchesTheRegisterOnlyWhenItIsSet)
     m_pProtocol->GrabFrame16RegisterOff(pixels.data());
     const auto log = m_scanner.Model().GetReportLog();
     ASSERT_EQ(m_scanner.Commands(), (std::vector<int>{2, 1, 26, 9, 1}));
-    EXPECT_EQ(log[1][8], 28);
-    EXPECT_EQ(log[1][9], 0);
-    EXPECT_EQ(log[4][9], 0x33);
+    EXPECT_EQ(std::make_tuple(log[1][8], log[1][9], log[4][9]),
+              std::make_tuple(uint8_t(28), uint8_t(0), uint8_t(0x33)));
     EXPECT_EQ(m_scanner.Stats().registers[28], 0x33);
 }
 

@@ -4,12 +4,13 @@
 #include <cstdarg>
 #include <cstring>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include "ExceptionCode.h"
-#include "Exception.h"
+#include "ImageSamples.h"
 #include "imaging/FpImage.h"
 #include "params/Ip1to1Base.h"
 #include "params/ProcessorBase.h"
@@ -17,11 +18,6 @@
 #include "support/Stream.h"
 
 namespace {
-
-bool Contains(const std::string& strText, const char* pszPart)
-{
-    return strText.find(pszPart) != std::string::npos;
-}
 
 // Records the steps of its runs and returns the results it is told to.
 class ClSequenceProbe : public ClProcessorBase
@@ -138,66 +134,44 @@ public:
     std::vector<const ClImage*> m_preparedTargets;
 };
 
-// An image of one plane whose samples are the given values, row by row.
-template <typename TSample>
-void FillImage(ClImage& image, ClImage::EDataType eType, int32_t nWidth, const std::vector<TSample>& values,
-               int32_t nPlanes = 1)
-{
-    const int32_t nHeight = static_cast<int32_t>(values.size()) / (nWidth * nPlanes);
-    image.Create(eType, nWidth, nHeight, nPlanes, 0, 0, true);
-    for (int32_t y = 0; y < nHeight; ++y) {
-        TSample* pRow = reinterpret_cast<TSample*>(image.Data()) + static_cast<size_t>(y) * image.SampleStride();
-        for (int32_t x = 0; x < nWidth * nPlanes; ++x)
-            pRow[x] = values[static_cast<size_t>(y * nWidth * nPlanes + x)];
-    }
-}
-
-template <typename TSample>
-TSample SampleAt(const ClImage& image, int32_t x, int32_t y)
-{
-    return reinterpret_cast<const TSample*>(image.Data())[static_cast<size_t>(y) * image.SampleStride() + x];
-}
-
 TEST(ProcessorRun, SequenceStopsAtPrepareAndRaisesAFailedFinalize)
 {
+    // Results of Prepare, Process and Finalize, whether Process throws, and
+    // what the run gives: its result or the code it raises, and its steps.
+    const struct
+    {
+        int32_t nPrepare, nProcess, nFinalize;
+        bool bThrow;
+        int32_t nResult;
+        const char* pszSteps;
+    } aRuns[] = {{0, 0, 0, false, 0, "PWF0"},
+                 {ZRT_ERROR_PARAM_IS_MISSING, 0, 0, false, ZRT_ERROR_PARAM_IS_MISSING, "P"},
+                 {0, ZRT_ERROR_INTERNAL, 0, false, ZRT_ERROR_INTERNAL, "PWF-101"},  // a result, not an exception
+                 {0, 0, 5, false, 5, "PWF0"},                                       // raised
+                 {0, 0, 0, true, ZRT_ERROR_DEVICE_INTERNAL, "PW"}};  // passes through, skips Finalize
+    for (const auto& run : aRuns) {
+        ClSequenceProbe probe;
+        probe.m_nPrepareResult = run.nPrepare;
+        probe.m_nProcessResult = run.nProcess;
+        probe.m_nFinalizeResult = run.nFinalize;
+        probe.m_bThrowInProcess = run.bThrow;
+        int32_t nResult = 0;
+        const int32_t nRaised = CodeOf([&] { nResult = probe.Run(); }, run.nFinalize != 0 ? "Finalization failed" : "");
+        EXPECT_EQ(nRaised != 0 ? nRaised : nResult, run.nResult) << run.pszSteps;
+        EXPECT_EQ(probe.m_strSteps, run.pszSteps);
+    }
+
     ClSequenceProbe probe;
-    EXPECT_EQ(probe.Run(), 0);
-    EXPECT_EQ(probe.m_strSteps, "PWF0");
-
-    probe.m_strSteps.clear();
-    probe.m_nPrepareResult = ZRT_ERROR_PARAM_IS_MISSING;
-    EXPECT_EQ(probe.Run(), ZRT_ERROR_PARAM_IS_MISSING);
-    EXPECT_EQ(probe.m_strSteps, "P") << "neither Process nor Finalize after a failed Prepare";
-
-    probe.m_strSteps.clear();
-    probe.m_nPrepareResult = 0;
-    probe.m_nProcessResult = ZRT_ERROR_INTERNAL;
-    EXPECT_EQ(probe.Run(), ZRT_ERROR_INTERNAL) << "a failed Process is a result, not an exception";
-    EXPECT_EQ(probe.m_strSteps, "PWF-101");
-
-    probe.m_nProcessResult = 0;
-    probe.m_nFinalizeResult = 5;
-    std::string strText;
-    EXPECT_EQ(CodeOf([&] { probe.Run(); }, &strText), 5);
-    EXPECT_TRUE(Contains(strText, "Finalization failed"));
-
-    probe.m_strSteps.clear();
-    probe.m_nFinalizeResult = 0;
-    probe.m_bThrowInProcess = true;
-    EXPECT_EQ(CodeOf([&] { probe.Run(); }), ZRT_ERROR_DEVICE_INTERNAL);
-    EXPECT_EQ(probe.m_strSteps, "PW") << "an exception passes through and skips Finalize";
-
     EXPECT_FALSE(probe.CanProcess()) << "the base cannot tell, so it says no";
     char szInfo[4];
-    EXPECT_EQ(CodeOf([&] { probe.ClProcessorBase::GetProcessingInfo(szInfo, 0); }, &strText), ZRT_ERROR_INTERNAL);
-    EXPECT_TRUE(Contains(strText, "Unexpected zero-length string"));
+    EXPECT_EQ(CodeOf([&] { probe.ClProcessorBase::GetProcessingInfo(szInfo, 0); }, "Unexpected zero-length string"),
+              ZRT_ERROR_INTERNAL);
 }
 
 TEST(ProcessorRun, ReporterAndStatisticsSeeEveryCompletedRun)
 {
     ClSequenceProbe dormant;
     EXPECT_FALSE(dormant.IsReportEnabled()) << "no reporter unless a host installs one";
-
     ClRecordingReporter reporter;
     ClProcessingStatistics statistics;
     ClProcessorBase::SetDefaultReporter(&reporter);
@@ -211,23 +185,18 @@ TEST(ProcessorRun, ReporterAndStatisticsSeeEveryCompletedRun)
         other.Run();
         other.m_nPrepareResult = -1;
         other.Run();  // stopped by Prepare: neither timed nor reported
-
         EXPECT_EQ(reporter.m_lines, (std::vector<std::string>{"reset 0", "ClSequenceProbe runs=1", "reset 0",
                                                               "ClSequenceProbe runs=2", "reset 0",
                                                               "ClOtherProbe runs=1", "reset 0"}));
         ASSERT_EQ(statistics.GetCount(), 2u);
         EXPECT_EQ(*statistics.GetEntry(0).pType, typeid(ClSequenceProbe));
         EXPECT_EQ(statistics.GetEntry(0).nCalls, 2u);
-        EXPECT_GE(statistics.GetEntry(0).dTotalSeconds, 0.0);
         EXPECT_EQ(*statistics.GetEntry(1).pType, typeid(ClOtherProbe));
         EXPECT_EQ(statistics.GetEntry(1).nCalls, 1u);
-
         probe.EnableReport(false);
         reporter.m_lines.clear();
         probe.Run();
         EXPECT_TRUE(reporter.m_lines.empty());
-        dormant.EnableReport(true);
-        EXPECT_TRUE(dormant.IsReportEnabled());
     }
     ClProcessorBase::SetDefaultReporter(nullptr);
     ClProcessorBase::SetStatistics(nullptr);
@@ -237,19 +206,14 @@ TEST(ProcessorTypeCheck, RefusedTypesNameThemselvesAndCanProcessNeverThrows)
 {
     ClIpScaleTest processor;
     EXPECT_FALSE(processor.CanProcess()) << "no input image";
-    std::string strText;
-    EXPECT_EQ(CodeOf([&] { processor.Prepare(); }, &strText), ZRT_ERROR_BAD_POINTER);
-    EXPECT_TRUE(Contains(strText, "Input image not assigned"));
-
-    ClImage in;
-    ClImage out;
+    EXPECT_EQ(CodeOf([&] { processor.Prepare(); }, "Input image not assigned"), ZRT_ERROR_BAD_POINTER);
+    ClImage in, out;
     in.Create(ClImage::default_, 2, 2, 1, 0, 0, true);
     processor.SetInImage(&in);
     EXPECT_FALSE(processor.CanProcess());
-    EXPECT_EQ(CodeOf([&] { processor.Run(&in, &out); }, &strText), ZRT_ERROR_FORMAT_NOTSUPPORTED);
-    EXPECT_TRUE(Contains(strText, "Input pixel type \"default\" not supported by processor."));
+    EXPECT_EQ(CodeOf([&] { processor.Run(&in, &out); }, "Input pixel type \"default\" not supported by processor."),
+              ZRT_ERROR_FORMAT_NOTSUPPORTED);
     EXPECT_TRUE(processor.m_preparedTargets.empty()) << "refused in Prepare, before any work";
-
     EXPECT_STREQ(NewIpBase::ClImageDataTypeCheck::GetDataTypeName(static_cast<ClImage::EDataType>(3)), "not valid");
 
     // The refusal leaves the processor fit for the next run.
@@ -262,74 +226,62 @@ TEST(ProcessorTypeCheck, RefusedTypesNameThemselvesAndCanProcessNeverThrows)
 TEST(Ip1to1Base, EightBitImagesGoThroughTheTableAndWrapWithoutClamping)
 {
     ClIpScaleTest processor;
-    ClImage in;
-    ClImage out;
+    ClImage in, out;
     // Width 3 with two planes: rows of 6 samples padded to 8.
     FillImage<uint8_t>(in, ClImage::uint8, 3, {0, 1, 2, 100, 127, 128, 200, 255, 3, 4, 5, 6}, 2);
     ASSERT_EQ(in.SampleStride(), 8);
-    EXPECT_EQ(processor.Run(&in, &out), 0);
-    EXPECT_EQ(processor.m_nTransformCalls, 256) << "one call per table entry, none per pixel";
-    EXPECT_EQ(out.DataType(), ClImage::uint8);
-    EXPECT_EQ(out.Width(), 3);
-    EXPECT_EQ(out.Planes(), 2);
     const uint8_t aExpected[] = {0, 2, 4, 200, 254, 0, 144, 254, 6, 8, 10, 12};
-    for (int32_t i = 0; i < 12; ++i)
-        EXPECT_EQ(SampleAt<uint8_t>(out, i % 6, i / 6), aExpected[i]) << i;
-    EXPECT_EQ(SampleAt<uint8_t>(in, 1, 0), 1) << "the input is untouched";
-
-    // Without the table, one call per pixel of the first width samples of each row.
-    processor.SetUseLookUpTable(false);
-    processor.m_nTransformCalls = 0;
-    EXPECT_EQ(processor.Run(&in, &out), 0);
-    EXPECT_EQ(processor.m_nTransformCalls, 6);
-    for (int32_t x = 0; x < 3; ++x) {
-        EXPECT_EQ(SampleAt<uint8_t>(out, x, 0), aExpected[x]);
-        EXPECT_EQ(SampleAt<uint8_t>(out, x, 1), aExpected[6 + x]);
+    // Through the table, one call per table entry and none per pixel; without
+    // it, one call per pixel of the first width samples of each row.
+    for (const auto& path : {std::make_pair(true, 256), std::make_pair(false, 6)}) {
+        processor.SetUseLookUpTable(path.first);
+        processor.m_nTransformCalls = 0;
+        EXPECT_EQ(processor.Run(&in, &out), 0);
+        EXPECT_EQ(processor.m_nTransformCalls, path.second);
+        EXPECT_EQ(out.DataType(), ClImage::uint8);
+        EXPECT_EQ(out.Width(), 3);
+        EXPECT_EQ(out.Planes(), 2);
+        for (int32_t i = 0; i < 12; ++i)
+            if (path.first || i % 6 < 3)
+                EXPECT_EQ(SampleAt<uint8_t>(out, i % 6 / 2, i / 6, i % 2), aExpected[i]) << i;
     }
+    EXPECT_EQ(SampleAt<uint8_t>(in, 0, 0, 1), 1) << "the input is untouched";
+}
+
+// The samples of an image of one row of the given type, run through the processor.
+template <typename T>
+std::vector<T> Scaled(ClIpScaleTest& processor, ClImage::EDataType eType, const std::vector<T>& values)
+{
+    ClImage in, out;
+    FillImage<T>(in, eType, 1, values);  // one column: every sample in a row of its own
+    processor.Run(&in, &out);
+    EXPECT_EQ(out.DataType(), eType);
+    std::vector<T> result;
+    for (int32_t y = 0; y < out.Height(); ++y)
+        result.push_back(SampleAt<T>(out, 0, y));
+    return result;
 }
 
 TEST(Ip1to1Base, EverySampleTypeKeepsItsTypeAndTruncates)
 {
     ClIpScaleTest processor;
-    ClImage in;
-    ClImage out;
-
-    FillImage<int8_t>(in, ClImage::int8, 3, {100, -3, 1});
-    processor.Run(&in, &out);
-    EXPECT_EQ(out.DataType(), ClImage::int8);
-    EXPECT_EQ(SampleAt<int8_t>(out, 0, 0), -56) << "200 cut to 8 bits";
-
+    // 200 cut to 8 bits; what does not fit an int32 becomes the most negative value.
+    EXPECT_EQ(Scaled<int8_t>(processor, ClImage::int8, {100, -3}), (std::vector<int8_t>{-56, -6}));
+    EXPECT_EQ(Scaled<uint32_t>(processor, ClImage::uint32, {3000000000u}),
+              std::vector<uint32_t>{static_cast<uint32_t>(6000000000ull & 0xFFFFFFFFu)});
+    EXPECT_EQ(Scaled<int32_t>(processor, ClImage::int32, {-7, 2000000000}), (std::vector<int32_t>{-14, INT32_MIN}));
+    EXPECT_EQ(Scaled<float>(processor, ClImage::float32, {-0.25f}), std::vector<float>{-0.5f});
+    EXPECT_EQ(Scaled<double>(processor, ClImage::double64, {0.1, -2.0}), (std::vector<double>{0.2, -4.0}));
     processor.m_dOffset = 0.75;
-    FillImage<int16_t>(in, ClImage::int16, 2, {-3, 3});
-    processor.Run(&in, &out);
-    EXPECT_EQ(SampleAt<int16_t>(out, 0, 0), -5) << "-5.25 truncates toward zero";
-    EXPECT_EQ(SampleAt<int16_t>(out, 1, 0), 6);
-
-    processor.m_dOffset = 0.0;
-    FillImage<uint32_t>(in, ClImage::uint32, 1, {3000000000u});
-    processor.Run(&in, &out);
-    EXPECT_EQ(SampleAt<uint32_t>(out, 0, 0), static_cast<uint32_t>(6000000000ull & 0xFFFFFFFFu));
-
-    FillImage<int32_t>(in, ClImage::int32, 2, {-7, 2000000000});
-    processor.Run(&in, &out);
-    EXPECT_EQ(SampleAt<int32_t>(out, 0, 0), -14);
-    EXPECT_EQ(SampleAt<int32_t>(out, 1, 0), INT32_MIN) << "what does not fit becomes the most negative value";
-
-    FillImage<float>(in, ClImage::float32, 1, {-0.25f});
-    processor.Run(&in, &out);
-    EXPECT_EQ(SampleAt<float>(out, 0, 0), -0.5f);
-
-    FillImage<double>(in, ClImage::double64, 1, {0.1, -2.0});
-    processor.Run(&in, &out);
-    EXPECT_EQ(SampleAt<double>(out, 0, 1), -4.0) << "rows follow the stride";
+    EXPECT_EQ(Scaled<int16_t>(processor, ClImage::int16, {-3, 3}), (std::vector<int16_t>{-5, 6}))
+        << "-5.25 truncates toward zero";
 
     // The dispatch knows eight types only; a mismatched output is refused, not overrun.
-    ClImage odd;
+    ClImage odd, oddOut, small, in;
     odd.Create(ClImage::default_, 1, 1, 1, 0, 0, true);
-    ClImage oddOut;
     oddOut.Create(ClImage::default_, 1, 1, 1, 0, 0, true);
     EXPECT_EQ(processor.ProcessImage(odd, oddOut), ZRT_ERROR_INTERNAL);
-    ClImage small;
+    FillImage<double>(in, ClImage::double64, 1, {1.0, 2.0});
     small.Create(ClImage::double64, 1, 1, 1, 0, 0, true);
     EXPECT_EQ(processor.ProcessImage(in, small), ZRT_ERROR_INTERNAL);
 }
@@ -338,13 +290,11 @@ TEST(Ip1to1Base, SameImageOnBothSidesGoesThroughALocalImageUnlessInPlace)
 {
     ClIpScaleTest processor;
     processor.SetUseLookUpTable(false);  // the direct loop reads what it has written when in place
-    ClImage image;
+    ClImage image, out;
     FillImage<uint8_t>(image, ClImage::uint8, 2, {1, 2, 3, 4});
-
     EXPECT_EQ(processor.Run(&image, &image), 0);
     ASSERT_EQ(processor.m_preparedTargets.size(), 1u);
     EXPECT_NE(processor.m_preparedTargets[0], &image) << "the result was made in a local image";
-    EXPECT_EQ(SampleAt<uint8_t>(image, 0, 0), 2);
     EXPECT_EQ(SampleAt<uint8_t>(image, 1, 1), 8) << "and then copied into the image";
 
     processor.SetInPlace(true);
@@ -352,26 +302,19 @@ TEST(Ip1to1Base, SameImageOnBothSidesGoesThroughALocalImageUnlessInPlace)
     EXPECT_EQ(processor.Run(&image, &image), 0);
     EXPECT_TRUE(processor.m_preparedTargets.empty()) << "in place, the image is worked on as it stands";
     EXPECT_EQ(SampleAt<uint8_t>(image, 1, 1), 16);
-
-    ClImage out;
     EXPECT_EQ(processor.Run(&image, &out), 0);
-    ASSERT_EQ(processor.m_preparedTargets.size(), 1u);
-    EXPECT_EQ(processor.m_preparedTargets[0], &out);
+    EXPECT_EQ(processor.m_preparedTargets, std::vector<const ClImage*>{&out});
     EXPECT_EQ(SampleAt<uint8_t>(out, 1, 1), 32);
 
     // Missing images are reported by the step that needs them.
-    std::string strText;
     processor.SetInImage(nullptr);
-    EXPECT_EQ(CodeOf([&] { processor.Process(); }, &strText), ZRT_ERROR_BAD_POINTER);
-    EXPECT_TRUE(Contains(strText, "m_pInImage is not set"));
+    EXPECT_EQ(CodeOf([&] { processor.Process(); }, "m_pInImage is not set"), ZRT_ERROR_BAD_POINTER);
     processor.SetInImage(&image);
     processor.SetOutImage(nullptr);
-    EXPECT_EQ(CodeOf([&] { processor.Process(); }, &strText), ZRT_ERROR_BAD_POINTER);
-    EXPECT_TRUE(Contains(strText, "m_pOutImage is not set"));
+    EXPECT_EQ(CodeOf([&] { processor.Process(); }, "m_pOutImage is not set"), ZRT_ERROR_BAD_POINTER);
     ClImage empty;
     empty.Create(ClImage::uint8, 0, 4, 1, 0, 0, true);
-    EXPECT_EQ(CodeOf([&] { processor.Run(&empty, &out); }, &strText), ZRT_ERROR_BAD_POINTER);
-    EXPECT_TRUE(Contains(strText, "m_pInImage->Data() is not set"));
+    EXPECT_EQ(CodeOf([&] { processor.Run(&empty, &out); }, "m_pInImage->Data() is not set"), ZRT_ERROR_BAD_POINTER);
 }
 
 TEST(Ip1to1Base, CollectDefaultsLeavesMembersAndStoresDefaults)
@@ -380,21 +323,15 @@ TEST(Ip1to1Base, CollectDefaultsLeavesMembersAndStoresDefaults)
     ClImage image;
     processor.SetInImage(&image);
     processor.m_nFactor = 7;
-    processor.m_dOffset = 1.25;
-
     ClParameterContainer container;
     processor.CollectDefaults(container);
     EXPECT_EQ(processor.m_nFactor, 7) << "the members keep their values";
-    EXPECT_EQ(processor.m_dOffset, 1.25);
     EXPECT_EQ(processor.GetInImage(), &image);
-
     char szText[32];
     size_t nSize = sizeof(szText);
     ASSERT_NE(container.Find("nFactor"), nullptr);
     container.Find("nFactor")->GetStoredAsString(szText, &nSize);
     EXPECT_STREQ(szText, "2");
-    EXPECT_FALSE(container.IsStoredEqual());
-    EXPECT_FALSE(container.Find("pInImage")->IsEnum());
     EXPECT_TRUE(container.Find("pInImage")->IsPointer());
     EXPECT_EQ(container.Find("pOutImage")->GetFlags(), kParameterOut);
 
@@ -403,11 +340,6 @@ TEST(Ip1to1Base, CollectDefaultsLeavesMembersAndStoresDefaults)
     EXPECT_EQ(processor.m_nFactor, 2);
     container.Find("dOffset")->SetFromString("0.5");
     EXPECT_EQ(processor.m_dOffset, 0.5);
-    nSize = sizeof(szText);
-    processor.SetOutImage(nullptr);
-    container.Find("pOutImage")->GetAsString(szText, &nSize);
-    EXPECT_STREQ(szText, "NULL");
-
 }
 
 TEST(ParameterDescriptors, WrittenToAStreamAndReadBackEqual)
@@ -419,20 +351,15 @@ TEST(ParameterDescriptors, WrittenToAStreamAndReadBackEqual)
     ClParameterInterface sourceList;
     source.DescribeParameters(sourceList);
     ASSERT_EQ(sourceList.GetCount(), 5u);
-
     const ClParameterInterface::ClParameter* pIn = sourceList.Find("inimage");
     ASSERT_EQ(pIn, sourceList.GetFirst());
     EXPECT_STREQ(pIn->pszDescription, "In: Original Image");
-    EXPECT_EQ(pIn->nType, 7u);
-    EXPECT_EQ(pIn->nDirection, 0u);
-    EXPECT_EQ(pIn->nFixed, 1u);
     EXPECT_EQ(sourceList.Find("OutImage")->nDirection, 1u);
-    const ClParameterInterface::ClParameter* pOffset = sourceList.Find("dOffset");
-    EXPECT_DOUBLE_EQ(pOffset->dMin, 1.0) << "the automatic range, 2v/3 to 4v/3";
-    EXPECT_DOUBLE_EQ(pOffset->dMax, 2.0);
-    const ClParameterInterface::ClParameter* pLevel = sourceList.Find("nLevel");
-    EXPECT_DOUBLE_EQ(pLevel->dMin, 160.0);
-    EXPECT_DOUBLE_EQ(pLevel->dMax, 255.0) << "limited to what a byte holds";
+    // The automatic range is 2v/3 to 4v/3, limited to what the type holds.
+    EXPECT_EQ(std::make_pair(sourceList.Find("dOffset")->dMin, sourceList.Find("dOffset")->dMax),
+              std::make_pair(1.0, 2.0));
+    EXPECT_EQ(std::make_pair(sourceList.Find("nLevel")->dMin, sourceList.Find("nLevel")->dMax),
+              std::make_pair(160.0, 255.0));
     EXPECT_EQ(sourceList.Find("nFactor")->dDefault, 3.0);
 
     ClMemStream stream;
@@ -447,27 +374,23 @@ TEST(ParameterDescriptors, WrittenToAStreamAndReadBackEqual)
     ClParameterInterface targetList;
     target.DescribeParameters(targetList);
     ASSERT_EQ(stream.Seek(0, 0), 0);
-    for (auto* pDescriptor = targetList.GetFirst(); pDescriptor != nullptr; pDescriptor = pDescriptor->pNext)
-        EXPECT_EQ(pDescriptor->Read(stream), 0) << pDescriptor->pszName;
-    EXPECT_EQ(stream.GetPosition(), stream.GetLength());
-    for (auto* pRead = targetList.GetFirst(), *pWritten = sourceList.GetFirst(); pRead != nullptr;
+    for (auto *pRead = targetList.GetFirst(), *pWritten = sourceList.GetFirst(); pRead != nullptr;
          pRead = pRead->pNext, pWritten = pWritten->pNext) {
-        EXPECT_EQ(pRead->dMin, pWritten->dMin) << pRead->pszName;
-        EXPECT_EQ(pRead->dMax, pWritten->dMax) << pRead->pszName;
-        EXPECT_EQ(pRead->dDefault, pWritten->dDefault) << pRead->pszName;
-        EXPECT_EQ(pRead->bAttribute1, pWritten->bAttribute1);
-        EXPECT_EQ(pRead->bAttribute2, pWritten->bAttribute2);
+        EXPECT_EQ(pRead->Read(stream), 0) << pRead->pszName;
+        EXPECT_EQ(std::make_tuple(pRead->dMin, pRead->dMax, pRead->dDefault, pRead->bAttribute1, pRead->bAttribute2),
+                  std::make_tuple(pWritten->dMin, pWritten->dMax, pWritten->dDefault, pWritten->bAttribute1,
+                                  pWritten->bAttribute2))
+            << pRead->pszName;
     }
-    EXPECT_EQ(target.m_nFactor, 3) << "the values reach the members";
-    EXPECT_EQ(target.m_dOffset, 1.5);
-    EXPECT_EQ(target.m_nLevel, 240);
+    EXPECT_EQ(stream.GetPosition(), stream.GetLength());
+    EXPECT_EQ(std::make_tuple(target.m_nFactor, target.m_dOffset, target.m_nLevel), std::make_tuple(3, 1.5, 240))
+        << "the values reach the members";
 
-    // A descriptor of another name refuses the record and stands behind its name.
+    // A descriptor of another name refuses the record and stands behind its
+    // name; a stream that ends early is reported.
     ASSERT_EQ(stream.Seek(0, 0), 0);
     EXPECT_EQ(targetList.Find("nFactor")->Read(stream), ZRT_ERROR_FORMAT_NOTSUPPORTED);
     EXPECT_EQ(stream.GetPosition(), 12u);
-
-    // A stream that ends early is reported.
     ClMemStream cut(stream.GetData(), 30, false);
     EXPECT_EQ(targetList.GetFirst()->Read(cut), ZRT_ERROR_UNEXPECTED_EOF);
 }
