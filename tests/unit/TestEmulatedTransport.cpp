@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "VirtualScanner.h"
+#include "device/transport/EmulatedHIDInterface.h"
 #include "device/transport/TransportFactory.h"
 
 namespace {

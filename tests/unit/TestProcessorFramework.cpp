@@ -241,9 +241,11 @@ TEST(Ip1to1Base, EightBitImagesGoThroughTheTableAndWrapWithoutClamping)
         EXPECT_EQ(out.DataType(), ClImage::uint8);
         EXPECT_EQ(out.Width(), 3);
         EXPECT_EQ(out.Planes(), 2);
-        for (int32_t i = 0; i < 12; ++i)
-            if (path.first || i % 6 < 3)
+        for (int32_t i = 0; i < 12; ++i) {
+            if (path.first || i % 6 < 3) {
                 EXPECT_EQ(SampleAt<uint8_t>(out, i % 6 / 2, i / 6, i % 2), aExpected[i]) << i;
+            }
+        }
     }
     EXPECT_EQ(SampleAt<uint8_t>(in, 0, 0, 1), 1) << "the input is untouched";
 }
