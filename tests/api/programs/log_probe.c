@@ -58,7 +58,7 @@ int main(int argc, char** argv)
         else if (strcmp(argv[i], "close") == 0)
             result = TV_KR9CloseScanner(&hScanner);
         else if (strcmp(argv[i], "hold") == 0) {
-            printf("holding\n");
+            printf("holding %d\n", (int)getpid());
             fflush(stdout);
             /* An orphaned holder must not outlive a test that died. */
             alarm(60);
