@@ -111,7 +111,8 @@ TEST(Kr9Program, CaptureWritesTheFinalImageAsPngOf500DpiAndItsMask)
     EXPECT_EQ(png.uiPixelsPerMetre, 19685u);   // 500 dpi
     EXPECT_TRUE(png.pixels == expected);
     Image expectedMask(expected.size());
-    std::transform(expected.begin(), expected.end(), expectedMask.begin(), [](uint8_t v) { return v <= 240 ? 255 : 0; });
+    std::transform(expected.begin(), expected.end(), expectedMask.begin(),
+                   [](uint8_t ucValue) { return ucValue <= 240 ? 255 : 0; });
     EXPECT_TRUE(DecodePng("kr9_test_mask.png").pixels == expectedMask);
 }
 
