@@ -22,20 +22,21 @@ namespace {
 
 constexpr uint64_t kReport = 65;
 
-std::vector<uint8_t> GradientFrame(uint8_t ucOffset)
-{
-    std::vector<uint8_t> frame(KR9EMU_FRAME_BYTES);
-    for (size_t i = 0; i < frame.size(); ++i)
-        frame[i] = static_cast<uint8_t>(i / KR9EMU_FRAME_WIDTH * 3 + i % KR9EMU_FRAME_WIDTH + ucOffset);
-    return frame;
-}
-
 std::vector<uint8_t> Grab8(ClKR9Scanner& scanner)
 {
     ClImage image;
     image.Create(ClImage::uint8, 256, 360, 1, 0, 0, true);
     scanner.GetFrame(image, 0);
     return std::vector<uint8_t>(image.Data(), image.Data() + KR9EMU_FRAME_BYTES);
+}
+
+std::vector<std::string> SortedNames(const ClHIDDeviceList& devices)
+{
+    std::vector<std::string> names;
+    for (const StHIDDeviceInfo& device : devices)
+        names.push_back(device.m_strName);
+    std::sort(names.begin(), names.end());
+    return names;
 }
 
 int LIBUSB_CALL RefuseOpen(libusb_device*, libusb_device_handle**)
@@ -65,11 +66,7 @@ TEST_F(UmockdevTest, TransportListsHidDevicesAndTheScannerLayerKeepsTheKR9s)
     EXPECT_EQ(devices.back().m_usProductId, 0xC31C);
 
     ClKR9Scanner::Enumerate(devices);
-    std::vector<std::string> names;
-    for (const StHIDDeviceInfo& device : devices)
-        names.push_back(device.m_strName);
-    std::sort(names.begin(), names.end());
-    EXPECT_EQ(names, (std::vector<std::string>{"KR9 ", "KR9 U42"})) << "the keyboard is dropped";
+    EXPECT_EQ(SortedNames(devices), (std::vector<std::string>{"KR9 ", "KR9 U42"})) << "the keyboard is dropped";
     EXPECT_TRUE(scanner.DriverBound() && keyboard.DriverBound()) << "enumeration gives every interface back";
 
     // A device we may not open (permissions) is left out; opening it is -62 with libusb's code.
@@ -77,26 +74,7 @@ TEST_F(UmockdevTest, TransportListsHidDevicesAndTheScannerLayerKeepsTheKR9s)
     ClLibusbHIDInterface transport;
     transport.Enumerate(devices);
     EXPECT_EQ(devices.size(), 2u) << "nothing added";
-    std::string strText;
-    EXPECT_EQ(CodeOf([&] { transport.Open(InfoOf(scanner)); }, &strText), ZRT_ERROR_DEVICE_INTERNAL);
-    EXPECT_NE(strText.find("libusb_open (-3)"), std::string::npos) << strText;
-}
-
-TEST_F(UmockdevTest, ScannerSessionDetachesClaimsGrabsAndGivesTheInterfaceBack)
-{
-    ClKR9UmockdevDevice& device = AddScanner("F1");
-    const std::vector<uint8_t> frame = GradientFrame(7);
-    device.Model()->SetFrames(frame.data(), 1);
-    device.Model()->SetFingerPresent(true);
-    {
-        ClKR9Scanner scanner(InfoOf(device));
-        EXPECT_FALSE(device.DriverBound());
-        EXPECT_TRUE(device.Claimed());
-        EXPECT_TRUE(scanner.IsFingerPresent());
-        EXPECT_EQ(Grab8(scanner), frame) << "all 24 chunks, halves in place";
-    }
-    EXPECT_TRUE(device.DriverBound()) << "usbhid gets the interface back";
-    EXPECT_FALSE(device.Claimed());
+    EXPECT_EQ(CodeOf([&] { transport.Open(InfoOf(scanner)); }, "libusb_open (-3)"), ZRT_ERROR_DEVICE_INTERNAL);
 }
 
 TEST_F(UmockdevTest, ReadTimesOutAndTheLateReportGoesToTheNextRead)
@@ -148,16 +126,18 @@ TEST_F(UmockdevTest, UnplugFailsTheWaitingReadAndEverythingAfter)
     EXPECT_EQ(CodeOf([&] { transport.Open(InfoOf(device)); }), ZRT_ERROR_DEVICE_INTERNAL);
 }
 
+// Each session reads its own scanner: its finger and its frames, all chunks in place.
 TEST_F(UmockdevTest, TwoScannersCaptureAtOnce)
 {
     std::vector<ClKR9UmockdevDevice*> devices = AddScanners(2);
+    devices[1]->Model()->SetFingerPresent(true);
     std::vector<std::future<bool>> grabs;
-    for (uint8_t i = 0; i < 2; ++i) {
-        const std::vector<uint8_t> frame = GradientFrame(static_cast<uint8_t>(100 * i));
+    for (size_t i = 0; i < 2; ++i) {
+        const std::vector<uint8_t> frame = ReadNistFrame(i == 0 ? "arch" : "whorl");
         devices[i]->Model()->SetFrames(frame.data(), 1);
-        grabs.push_back(std::async(std::launch::async, [this, frame, pDevice = devices[i]] {
+        grabs.push_back(std::async(std::launch::async, [this, frame, i, pDevice = devices[i]] {
             ClKR9Scanner scanner(InfoOf(*pDevice));
-            bool bSame = true;
+            bool bSame = !frame.empty() && scanner.IsFingerPresent() == (i == 1);
             for (int n = 0; n < 3; ++n)
                 bSame = bSame && Grab8(scanner) == frame;
             return bSame;
@@ -176,16 +156,12 @@ TEST_F(UmockdevTest, ScannersHeldBySessionsStayListedSoTheNextOneOpens)
     // The first session claims its interface; a listing cannot open that scanner now.
     ClKR9Scanner first(InfoOf(*devices[0]));
     ClKR9Scanner::Enumerate(listed);
-    std::vector<std::string> names;
-    for (const StHIDDeviceInfo& device : listed)
-        names.push_back(device.m_strName);
-    std::sort(names.begin(), names.end());
-    EXPECT_EQ(names, (std::vector<std::string>{"KR9 U1", "KR9 U2"}));
+    EXPECT_EQ(SortedNames(listed), (std::vector<std::string>{"KR9 U1", "KR9 U2"}));
     ClKR9Scanner second(InfoOf(*devices[1]));
-    EXPECT_TRUE(first.IsFingerPresent() == second.IsFingerPresent());
 }
 
-TEST_F(UmockdevTest, WholeCaptureRunsOverLibusb)
+// The session takes the interface from usbhid, claims it, and gives it back when it closes.
+TEST_F(UmockdevTest, WholeCaptureRunsOverLibusbAndGivesTheInterfaceBack)
 {
     ClKR9UmockdevDevice& device = AddScanner("U7");
     const std::vector<uint8_t> frame = ReadNistFrame("loop-right");
@@ -198,6 +174,7 @@ TEST_F(UmockdevTest, WholeCaptureRunsOverLibusb)
 
     ClKR9Handle session;
     session.Open(listed.front());
+    EXPECT_TRUE(device.Claimed() && !device.DriverBound());
     session.SetCaptureMode(0);
     std::vector<uint8_t> image(KR9EMU_FRAME_BYTES);
     uint64_t uiReserved = 0;
@@ -207,6 +184,7 @@ TEST_F(UmockdevTest, WholeCaptureRunsOverLibusb)
     while (ucFinal == 0 && nStatus == 0 && std::chrono::steady_clock::now() < deadline)
         session.GetImage(image.data(), &uiReserved, &ucFinal, &nStatus);
     session.Close();
+    EXPECT_TRUE(device.DriverBound() && !device.Claimed()) << "usbhid gets the interface back";
     EXPECT_EQ(nStatus, 0);
     EXPECT_EQ(ucFinal, 1) << "a steady finger gives a final image over real libusb code";
 }
