@@ -15,6 +15,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cinttypes>
 #include <chrono>
 #include <cstdio>
 #include <cstring>
@@ -41,92 +42,83 @@ struct StTally
     std::atomic<uint64_t> uiFaults{0};
 };
 
-// Namespace scope and never destroyed: a child's detached workers still count while it exits.
+// Never destroyed: a child's detached workers still count while it exits.
 std::mutex g_faultMutex;
-std::string& FirstFault()
-{
-    static std::string* s_pText = new std::string();
-    return *s_pText;
-}
+std::string& g_strFirstFault = *new std::string();
 
-void Check(StTally& tally, const char* pszWhat, int64_t nResult, bool bSound)
+bool Check(StTally& tally, const char* pszWhat, int64_t nResult, bool bSound)
 {
     ++tally.uiChecks;
     if (bSound)
-        return;
+        return true;
     ++tally.uiFaults;
     std::lock_guard<std::mutex> lock(g_faultMutex);
-    if (FirstFault().empty())
-        FirstFault() = std::string(pszWhat) + ": " + std::to_string(nResult);
+    if (g_strFirstFault.empty())
+        g_strFirstFault = std::string(pszWhat) + ": " + std::to_string(nResult);
+    return false;
+}
+
+// The result of a call against the one a sound library gives.
+bool Expect(StTally& tally, const char* pszWhat, int32_t nResult, int32_t nSound = ZRT_SUCCESS)
+{
+    return Check(tally, pszWhat, nResult, nResult == nSound);
+}
+
+// -61: the scanner is held by another process of this run, or a listing met a churn scanner leaving.
+bool Retried(StTally& tally, int32_t nResult)
+{
+    if (nResult != ZRT_ERROR_DEVICE_OPEN_FAIL)
+        return false;
+    ++tally.uiChecks;
+    ++tally.uiRetries;
+    return true;
 }
 
 void InitialiseAndRelease(int, StTally& tally)
 {
-    const int32_t nInit = TV_KR9Initialize(nullptr);
-    Check(tally, "TV_KR9Initialize", nInit, nInit == ZRT_SUCCESS);
-    const int32_t nUninit = TV_KR9Uninitialize();
-    Check(tally, "TV_KR9Uninitialize", nUninit, nUninit == ZRT_SUCCESS);
-}
-
-bool Lists(const char* pNames, uint64_t uiCount, const char* pszSerial)
-{
-    const std::string strName = std::string("KR9 ") + pszSerial;
-    for (uint64_t i = 0; i < uiCount; ++i)
-        if (strncmp(pNames + i * TV_KR9_SCANNER_NAME_SIZE, strName.c_str(), TV_KR9_SCANNER_NAME_SIZE) == 0)
-            return true;
-    return false;
+    Expect(tally, "TV_KR9Initialize", TV_KR9Initialize(nullptr));
+    Expect(tally, "TV_KR9Uninitialize", TV_KR9Uninitialize());
 }
 
 // The fixed scanners are always there; at most one scanner per churn thread comes and goes.
 void ListScanners(int, StTally& tally)
 {
-    char names[TV_KR9_SCANNER_NAME_SIZE * 8];
+    char names[TV_KR9_SCANNER_NAME_SIZE * 8] = {};
     uint64_t uiCount = 8;
     const int32_t nResult = TV_KR9QueryScanners(names, &uiCount);
-    if (nResult == ZRT_ERROR_DEVICE_OPEN_FAIL) {
-        ++tally.uiChecks;
-        ++tally.uiRetries;
+    if (Retried(tally, nResult) || !Expect(tally, "TV_KR9QueryScanners", nResult))
         return;
-    }
-    Check(tally, "TV_KR9QueryScanners", nResult, nResult == ZRT_SUCCESS);
+    // Each name fills its slot up to a zero byte: "KR9 F0" followed by one is a whole name.
+    const std::string strListed(names, sizeof(names));
     bool bSound = uiCount >= kFixedScanners && uiCount <= kFixedScanners + kChurnThreads;
     for (const char* pszSerial : kFixedSerials)
-        bSound = bSound && Lists(names, uiCount, pszSerial);
-    Check(tally, "scanners listed", static_cast<int64_t>(uiCount), nResult != ZRT_SUCCESS || bSound);
+        bSound = bSound && strListed.find(std::string("KR9 ") + pszSerial + '\0') != std::string::npos;
+    Check(tally, "scanners listed", static_cast<int64_t>(uiCount), bSound);
 }
 
 void PlugAndPull(int nIndex, StTally& tally)
 {
-    const std::string strSerial = "C" + std::to_string(nIndex);
-    KR9EMU_Device* pDevice = KR9EMU_Plug(strSerial.c_str());
-    Check(tally, "KR9EMU_Plug", 0, pDevice != nullptr);
-    if (pDevice == nullptr)
+    KR9EMU_Device* pDevice = KR9EMU_Plug(("C" + std::to_string(nIndex)).c_str());
+    if (!Check(tally, "KR9EMU_Plug", 0, pDevice != nullptr))
         return;
     KR9EMU_SetTiming(pDevice, 0, 0);
-    const int32_t nUnplug = KR9EMU_Unplug(pDevice);
-    Check(tally, "KR9EMU_Unplug", nUnplug, nUnplug == ZRT_SUCCESS);
+    Expect(tally, "KR9EMU_Unplug", KR9EMU_Unplug(pDevice));
     // Stale from now on, whatever the other threads plug meanwhile.
-    const int32_t nStale = KR9EMU_SetFingerPresent(pDevice, 1);
-    Check(tally, "stale KR9EMU_SetFingerPresent", nStale, nStale == ZRT_ERROR_INVALID_HANDLE);
+    Expect(tally, "stale KR9EMU_SetFingerPresent", KR9EMU_SetFingerPresent(pDevice, 1), ZRT_ERROR_INVALID_HANDLE);
 }
 
 // A session on the fixed scanner of this thread: open, capture, close. The
 // device lock is machine-wide, so a child process of this run may hold the
-// same scanner (-61, as may a listing that met a churn scanner leaving): retried.
+// same scanner: retried.
 void OpenCaptureClose(int nIndex, StTally& tally)
 {
     const std::string strName = std::string("KR9 ") + kFixedSerials[nIndex % kFixedScanners];
-    const int32_t nInit = TV_KR9Initialize(nullptr);
-    Check(tally, "TV_KR9Initialize for a session", nInit, nInit == ZRT_SUCCESS);
+    Expect(tally, "TV_KR9Initialize for a session", TV_KR9Initialize(nullptr));
     void* hScanner = nullptr;
     const int32_t nOpen = TV_KR9OpenScanner(strName.c_str(), &hScanner);
-    if (nOpen == ZRT_ERROR_DEVICE_OPEN_FAIL) {
-        ++tally.uiChecks;
-        ++tally.uiRetries;
-    } else {
-        Check(tally, "TV_KR9OpenScanner", nOpen, nOpen == ZRT_SUCCESS);
-        const int32_t nMode = TV_KR9SetCaptureMode(hScanner, 0);
-        Check(tally, "TV_KR9SetCaptureMode", nMode, nMode == ZRT_SUCCESS);
+    if (!Retried(tally, nOpen)) {
+        Expect(tally, "TV_KR9OpenScanner", nOpen);
+        Expect(tally, "TV_KR9SetCaptureMode", TV_KR9SetCaptureMode(hScanner, 0));
         std::vector<uint8_t> image(KR9EMU_FRAME_BYTES);
         for (int nFetch = 0; nFetch < 3; ++nFetch) {
             uint64_t uiReserved = 0;
@@ -139,8 +131,7 @@ void OpenCaptureClose(int nIndex, StTally& tally)
         const int32_t nClose = TV_KR9CloseScanner(&hScanner);
         Check(tally, "TV_KR9CloseScanner", nClose, nClose == ZRT_SUCCESS && hScanner == nullptr);
     }
-    const int32_t nUninit = TV_KR9Uninitialize();
-    Check(tally, "TV_KR9Uninitialize after a session", nUninit, nUninit == ZRT_SUCCESS);
+    Expect(tally, "TV_KR9Uninitialize after a session", TV_KR9Uninitialize());
 }
 
 typedef void (*PFN_ROUND)(int nIndex, StTally& tally);
@@ -190,13 +181,10 @@ bool RunChild(const char* pszProgram, const std::string& strWorkers)
     if (posix_spawn(&pid, pszProgram, nullptr, nullptr, apszArguments, environ) != 0)
         return false;
     int nStatus = 0;
-    if (waitpid(pid, &nStatus, 0) != pid)
-        return false;
-    if (WIFEXITED(nStatus) && WEXITSTATUS(nStatus) == 0)
-        return true;
-    fprintf(stderr, "child %d: %s %d\n", pid, WIFSIGNALED(nStatus) ? "signal" : "exit status",
-            WIFSIGNALED(nStatus) ? WTERMSIG(nStatus) : WEXITSTATUS(nStatus));
-    return false;
+    const bool bClean = waitpid(pid, &nStatus, 0) == pid && WIFEXITED(nStatus) && WEXITSTATUS(nStatus) == 0;
+    if (!bClean)
+        fprintf(stderr, "child %d: wait status %#x\n", pid, nStatus);
+    return bClean;
 }
 
 }  // namespace
@@ -277,30 +265,28 @@ int main(int argc, char** argv)
 
     // Every thread balanced its own references, and the churn is over.
     StTally final;
-    const int32_t nUninit = TV_KR9Uninitialize();
-    Check(final, "unbalanced TV_KR9Uninitialize at the end", nUninit, nUninit == ZRT_ERROR_NOT_INITIALIZED);
+    Expect(final, "unbalanced TV_KR9Uninitialize at the end", TV_KR9Uninitialize(), ZRT_ERROR_NOT_INITIALIZED);
     uint64_t uiCount = 0;
     const int32_t nQuery = TV_KR9QueryScanners(nullptr, &uiCount);
     Check(final, "scanners listed at the end", static_cast<int64_t>(uiCount),
           nQuery == ZRT_ERROR_SIZE_TOO_SMALL && uiCount == kFixedScanners);
     for (KR9EMU_Device* pDevice : fixed)
-        Check(final, "KR9EMU_Unplug of a fixed scanner", 0, KR9EMU_Unplug(pDevice) == ZRT_SUCCESS);
+        Expect(final, "KR9EMU_Unplug of a fixed scanner", KR9EMU_Unplug(pDevice));
     const int nFdsAfter = CountEntries("/proc/self/fd");
     const int nThreadsAfter = CountEntries("/proc/self/task");
 
     uint64_t uiFaults = final.uiFaults;
     for (size_t k = 0; k < kWorkerKinds; ++k) {
-        printf("%-10s checks %8llu  retries %6llu  faults %llu\n", g_workers[k].pszName,
-               static_cast<unsigned long long>(g_tallies[k].uiChecks.load()),
-               static_cast<unsigned long long>(g_tallies[k].uiRetries.load()),
-               static_cast<unsigned long long>(g_tallies[k].uiFaults.load()));
+        printf("%-10s checks %8" PRIu64 "  retries %6" PRIu64 "  faults %" PRIu64 "\n", g_workers[k].pszName,
+               g_tallies[k].uiChecks.load(), g_tallies[k].uiRetries.load(), g_tallies[k].uiFaults.load());
         uiFaults += g_tallies[k].uiFaults;
     }
     printf("children   run %d  failed %d\n", nChildren, nChildFailures);
     printf("descriptors %d -> %d, threads %d -> %d\n", nFdsBefore, nFdsAfter, nThreadsBefore, nThreadsAfter);
     if (uiFaults > 0)
-        printf("first fault: %s\n", FirstFault().c_str());
-    const bool bPassed = uiFaults == 0 && nChildFailures == 0 && nFdsAfter == nFdsBefore && nThreadsAfter == nThreadsBefore;
+        printf("first fault: %s\n", g_strFirstFault.c_str());
+    const bool bPassed =
+        uiFaults == 0 && nChildFailures == 0 && nFdsAfter == nFdsBefore && nThreadsAfter == nThreadsBefore;
     printf("%s\n", bPassed ? "PASSED" : "FAILED");
     return bPassed ? 0 : 1;
 }
