@@ -62,8 +62,6 @@ TEST_F(UmockdevTest, TransportListsHidDevicesAndTheScannerLayerKeepsTheKR9s)
         EXPECT_EQ(it->m_strName, want.second);
         ++it;
     }
-    EXPECT_EQ(devices.back().m_usVendorId, 0x046D);
-    EXPECT_EQ(devices.back().m_usProductId, 0xC31C);
 
     ClKR9Scanner::Enumerate(devices);
     EXPECT_EQ(SortedNames(devices), (std::vector<std::string>{"KR9 ", "KR9 U42"})) << "the keyboard is dropped";
@@ -77,7 +75,9 @@ TEST_F(UmockdevTest, TransportListsHidDevicesAndTheScannerLayerKeepsTheKR9s)
     EXPECT_EQ(CodeOf([&] { transport.Open(InfoOf(scanner)); }, "libusb_open (-3)"), ZRT_ERROR_DEVICE_INTERNAL);
 }
 
-TEST_F(UmockdevTest, ReadTimesOutAndTheLateReportGoesToTheNextRead)
+// A read that times out leaves its transfer outstanding, so the late report goes to
+// the next read; pulling the scanner fails the waiting read and everything after.
+TEST_F(UmockdevTest, LateReportGoesToTheNextReadAndUnplugFailsEverythingAfter)
 {
     ClKR9UmockdevDevice& device = AddScanner("T1");
     ClLibusbHIDInterface transport;
@@ -96,17 +96,6 @@ TEST_F(UmockdevTest, ReadTimesOutAndTheLateReportGoesToTheNextRead)
     EXPECT_EQ(aucSecond[0], 0) << "report id";
     EXPECT_EQ(aucSecond[8], 10) << "the late reply to command 10";
 
-    transport.Close();
-    transport.Close();
-    EXPECT_EQ(CodeOf([&] { transport.Read(aucFirst, kReport, 0); }), ZRT_ERROR_READ_FAIL);
-    EXPECT_EQ(CodeOf([&] { transport.Write(aucFirst, kReport, 0); }), ZRT_ERROR_WRITE_FAIL);
-}
-
-TEST_F(UmockdevTest, UnplugFailsTheWaitingReadAndEverythingAfter)
-{
-    ClKR9UmockdevDevice& device = AddScanner("P1");
-    ClLibusbHIDInterface transport;
-    transport.Open(InfoOf(device));
     auto waiting = std::async(std::launch::async, [&] {
         uint8_t aucReport[kReport];
         return CodeOf([&] { transport.Read(aucReport, kReport, -1); });
@@ -115,11 +104,12 @@ TEST_F(UmockdevTest, UnplugFailsTheWaitingReadAndEverythingAfter)
     Bus().Unplug(device);
     ASSERT_EQ(waiting.wait_for(std::chrono::seconds(5)), std::future_status::ready);
     EXPECT_EQ(waiting.get(), ZRT_ERROR_READ_FAIL);
-
-    uint8_t aucReport[kReport] = {};
-    EXPECT_EQ(CodeOf([&] { transport.Write(aucReport, kReport, 1000); }), ZRT_ERROR_WRITE_FAIL);
-    EXPECT_FALSE(transport.GetPhysicalDescriptor(aucReport, sizeof(aucReport)));
+    EXPECT_EQ(CodeOf([&] { transport.Write(aucFirst, kReport, 1000); }), ZRT_ERROR_WRITE_FAIL);
+    EXPECT_FALSE(transport.GetPhysicalDescriptor(aucFirst, sizeof(aucFirst)));
     transport.Close();
+    transport.Close();
+    EXPECT_EQ(CodeOf([&] { transport.Read(aucFirst, kReport, 0); }), ZRT_ERROR_READ_FAIL);
+    EXPECT_EQ(CodeOf([&] { transport.Write(aucFirst, kReport, 0); }), ZRT_ERROR_WRITE_FAIL);
     ClHIDDeviceList devices;
     ClKR9Scanner::Enumerate(devices);
     EXPECT_TRUE(devices.empty());
