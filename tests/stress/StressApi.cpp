@@ -9,7 +9,6 @@
 //
 // --seconds: how long the workers run here (default 2); children are started
 // one after another until then, at least N of them (default 0).
-#include <dirent.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -19,6 +18,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -137,12 +137,7 @@ void OpenCaptureClose(int nIndex, StTally& tally)
 typedef void (*PFN_ROUND)(int nIndex, StTally& tally);
 
 // One round of work per call; each thread repeats its round until the run ends.
-struct StWorker
-{
-    const char* pszName;
-    int nThreads;
-    PFN_ROUND pfnRound;
-};
+struct StWorker { const char* pszName; int nThreads; PFN_ROUND pfnRound; };
 const StWorker g_workers[] = {
     {"lifecycle", 2, &InitialiseAndRelease},
     {"listing", 2, &ListScanners},
@@ -153,16 +148,9 @@ constexpr size_t kWorkerKinds = sizeof(g_workers) / sizeof(g_workers[0]);
 StTally g_tallies[kWorkerKinds];
 std::atomic<bool> g_bStop{false};
 
-int CountEntries(const char* pszFolder)
+long CountEntries(const char* pszFolder)
 {
-    DIR* pDir = opendir(pszFolder);
-    if (pDir == nullptr)
-        return -1;
-    int nEntries = 0;
-    while (const dirent* pEntry = readdir(pDir))
-        nEntries += pEntry->d_name[0] != '.';
-    closedir(pDir);
-    return nEntries;
+    return std::distance(std::filesystem::directory_iterator(pszFolder), std::filesystem::directory_iterator());
 }
 
 bool Selected(const std::string& strWorkers, const char* pszName)
@@ -223,8 +211,8 @@ int main(int argc, char** argv)
     // So does the first listing: the USB context and its event thread live once per process.
     uint64_t uiListed = 0;
     TV_KR9QueryScanners(nullptr, &uiListed);
-    const int nFdsBefore = CountEntries("/proc/self/fd");
-    const int nThreadsBefore = CountEntries("/proc/self/task");
+    const long nFdsBefore = CountEntries("/proc/self/fd");
+    const long nThreadsBefore = CountEntries("/proc/self/task");
     std::vector<KR9EMU_Device*> fixed;
     for (const char* pszSerial : kFixedSerials) {
         fixed.push_back(KR9EMU_Plug(pszSerial));
@@ -272,8 +260,8 @@ int main(int argc, char** argv)
           nQuery == ZRT_ERROR_SIZE_TOO_SMALL && uiCount == kFixedScanners);
     for (KR9EMU_Device* pDevice : fixed)
         Expect(final, "KR9EMU_Unplug of a fixed scanner", KR9EMU_Unplug(pDevice));
-    const int nFdsAfter = CountEntries("/proc/self/fd");
-    const int nThreadsAfter = CountEntries("/proc/self/task");
+    const long nFdsAfter = CountEntries("/proc/self/fd");
+    const long nThreadsAfter = CountEntries("/proc/self/task");
 
     uint64_t uiFaults = final.uiFaults;
     for (size_t k = 0; k < kWorkerKinds; ++k) {
@@ -282,7 +270,7 @@ int main(int argc, char** argv)
         uiFaults += g_tallies[k].uiFaults;
     }
     printf("children   run %d  failed %d\n", nChildren, nChildFailures);
-    printf("descriptors %d -> %d, threads %d -> %d\n", nFdsBefore, nFdsAfter, nThreadsBefore, nThreadsAfter);
+    printf("descriptors %ld -> %ld, threads %ld -> %ld\n", nFdsBefore, nFdsAfter, nThreadsBefore, nThreadsAfter);
     if (uiFaults > 0)
         printf("first fault: %s\n", g_strFirstFault.c_str());
     const bool bPassed =
