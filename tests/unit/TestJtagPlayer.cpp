@@ -2,6 +2,7 @@
 // holding and in which TAP state, the outcomes of compares and retries, the
 // errors of bad streams, and that no stream is read past its end.
 #include <cstdio>
+#include <fstream>
 #include <random>
 #include <string>
 #include <vector>
@@ -156,10 +157,8 @@ TEST(XsvfPlayer, PlaysFilesWithProgress)
 {
     const std::string strPath = ::testing::TempDir() + "kr9_idcode.xsvf";
     const Bytes stream = IdcodeStream(kIdcode, 0, 0, 0);
-    FILE* pFile = fopen(strPath.c_str(), "wb");
-    ASSERT_NE(pFile, nullptr);
-    fwrite(stream.data(), 1, stream.size(), pFile);
-    fclose(pFile);
+    std::ofstream(strPath, std::ios::binary).write(reinterpret_cast<const char*>(stream.data()),
+                                                  static_cast<std::streamsize>(stream.size()));
 
     StRig rig;
     std::vector<StXsvfProgress> steps;
