@@ -55,9 +55,9 @@ Image ReadFile(const std::string& strPath, size_t uiSkip)
     return bytes.size() >= uiSkip ? Image(bytes.begin() + static_cast<long>(uiSkip), bytes.end()) : Image();
 }
 
-struct StPng { uint32_t uiWidth = 0, uiHeight = 0, uiPixelsPerMetre = 0; Image pixels; };
+struct StPng { png_uint_32 uiWidth = 0, uiPixelsPerMetre = 0; Image pixels; };
 
-// An 8-bit grayscale PNG as libpng reads it; width 0 for anything else.
+// An 8-bit grayscale PNG of square pixels as libpng reads it; no pixels for anything else.
 StPng DecodePng(const std::string& strPath)
 {
     StPng png;
@@ -67,17 +67,15 @@ StPng DecodePng(const std::string& strPath)
     if (pFile != nullptr && !setjmp(png_jmpbuf(pPng))) {
         png_init_io(pPng, pFile);
         png_read_info(pPng, pInfo);
-        png_uint_32 uiX = 0, uiY = 0;
+        png_uint_32 uiY = 0;
         int nUnit = 0;
-        png_get_pHYs(pPng, pInfo, &uiX, &uiY, &nUnit);
+        png_get_pHYs(pPng, pInfo, &png.uiPixelsPerMetre, &uiY, &nUnit);
         if (png_get_bit_depth(pPng, pInfo) == 8 && png_get_color_type(pPng, pInfo) == PNG_COLOR_TYPE_GRAY &&
-            uiX == uiY && nUnit == PNG_RESOLUTION_METER) {
+            png.uiPixelsPerMetre == uiY && nUnit == PNG_RESOLUTION_METER) {
             png.uiWidth = png_get_image_width(pPng, pInfo);
-            png.uiHeight = png_get_image_height(pPng, pInfo);
-            png.uiPixelsPerMetre = uiX;
-            png.pixels.resize(static_cast<size_t>(png.uiWidth) * png.uiHeight);
-            for (uint32_t y = 0; y < png.uiHeight; ++y)
-                png_read_row(pPng, png.pixels.data() + static_cast<size_t>(y) * png.uiWidth, nullptr);
+            png.pixels.resize(static_cast<size_t>(png.uiWidth) * png_get_image_height(pPng, pInfo));
+            for (size_t uiRow = 0; uiRow < png.pixels.size(); uiRow += png.uiWidth)
+                png_read_row(pPng, png.pixels.data() + uiRow, nullptr);
         }
     }
     png_destroy_read_struct(&pPng, &pInfo, nullptr);
