@@ -82,28 +82,19 @@ TEST(XsvfPlayer, IdcodeReadMatchesOrFailsAfterTheRetries)
     }
 }
 
-// Shifts of the data register: whole bytes in pieces, lengths that are not
-// whole bytes, read back, and a run of incremented addresses with data.
-TEST(XsvfPlayer, DataRegisterTakesWhatTheStreamShifts)
+// Shifts of the data register (whole bytes in pieces, lengths that are not whole
+// bytes, read back, a run of incremented addresses with data) and bad streams: the
+// result, the TAP state the stream ends in and what the data register holds.
+TEST(XsvfPlayer, StreamsEndWithTheirResultStateAndRegister)
 {
     const Bytes select = {0x02, 8, kUserInstruction};
-    struct { uint32_t uiDrLength; Bytes body; uint64_t uiRegister; } const cases[] = {
-        {24, Cat({{0x08}, Be(8, 4), {0x0C, 0x11, 0x0D, 0x22, 0x0E, 0x33}}), 0x332211},
-        {13, Cat({{0x08}, Be(13, 4), {0x03}, Be(0x1ABC, 2), {0x01}, Be(0x1FFF, 2), {0x09}, Be(0x0123, 2),
-              Be(0x1ABC, 2)}), 0x0123},
-        {24, Cat({{0x08}, Be(24, 4), {0x0A}, Be(0x000100, 3), Be(0x0000FF, 3), {0x0B}, Be(0x00FF00, 3),
-              {2, 0x55, 0x66}}), 0x010166},
-    };
-    for (const auto& c : cases) {
-        StRig rig(UINT64_MAX, c.uiDrLength);
-        EXPECT_EQ(rig.Play(Cat({select, c.body, {0x00}})), 0);
-        EXPECT_EQ(rig.chain.GetDataRegister(), c.uiRegister);
-    }
-}
-
-TEST(XsvfPlayer, BadStreamsEndWithTheirError)
-{
-    struct { Bytes stream; int32_t iError; uint8_t ucTapState; } const cases[] = {
+    struct { Bytes stream; int32_t iError; uint8_t ucTapState; uint32_t uiDrLength = 24; uint64_t uiRegister = 0; }
+    const cases[] = {
+        {Cat({select, {0x08}, Be(8, 4), {0x0C, 0x11, 0x0D, 0x22, 0x0E, 0x33, 0x00}}), 0, 1, 24, 0x332211},
+        {Cat({select, {0x08}, Be(13, 4), {0x03}, Be(0x1ABC, 2), {0x01}, Be(0x1FFF, 2), {0x09}, Be(0x0123, 2),
+              Be(0x1ABC, 2), {0x00}}), 0, 1, 13, 0x0123},
+        {Cat({select, {0x08}, Be(24, 4), {0x0A}, Be(0x000100, 3), Be(0x0000FF, 3), {0x0B}, Be(0x00FF00, 3),
+              {2, 0x55, 0x66, 0x00}}), 0, 1, 24, 0x010166},
         {{0x05, 0x00}, 4, 0},
         {{0x18, 0x00}, 4, 0},
         {{0x13, 2, 0x00}, 5, 0},
@@ -118,9 +109,10 @@ TEST(XsvfPlayer, BadStreamsEndWithTheirError)
         {{0x16, 'h', 'i', 0, 0x17, 6, 1, 0, 0, 0, 3, 0x00}, 0, 1},
     };
     for (const auto& c : cases) {
-        StRig rig;
+        StRig rig(UINT64_MAX, c.uiDrLength);
         EXPECT_EQ(rig.Play(c.stream), c.iError) << int(c.stream[0]);
         EXPECT_EQ(rig.chain.GetTapState(), c.ucTapState) << int(c.stream[0]);
+        EXPECT_EQ(rig.chain.GetDataRegister(), c.uiRegister) << int(c.stream[0]);
     }
 }
 
