@@ -35,12 +35,8 @@ const char* const kFixedSerials[] = {"F0", "F1"};
 constexpr uint64_t kFixedScanners = sizeof(kFixedSerials) / sizeof(kFixedSerials[0]);
 constexpr int kChurnThreads = 2;
 
-struct StTally
-{
-    std::atomic<uint64_t> uiChecks{0};
-    std::atomic<uint64_t> uiRetries{0};   // listings that met a scanner leaving (-61): the caller retries
-    std::atomic<uint64_t> uiFaults{0};
-};
+// Retries are the calls that met a scanner held by another process or leaving (-61): the caller tries again.
+struct StTally { std::atomic<uint64_t> uiChecks{0}, uiRetries{0}, uiFaults{0}; };
 
 // Never destroyed: a child's detached workers still count while it exits.
 std::mutex g_faultMutex;
@@ -120,13 +116,12 @@ void OpenCaptureClose(int nIndex, StTally& tally)
         Expect(tally, "TV_KR9OpenScanner", nOpen);
         Expect(tally, "TV_KR9SetCaptureMode", TV_KR9SetCaptureMode(hScanner, 0));
         std::vector<uint8_t> image(KR9EMU_FRAME_BYTES);
+        uint64_t uiReserved = 0;
+        uint8_t ucFinal = 0;
+        int32_t nStatus = 0;
         for (int nFetch = 0; nFetch < 3; ++nFetch) {
-            uint64_t uiReserved = 0;
-            uint8_t ucFinal = 0;
-            int32_t nStatus = 0;
-            const int32_t nFetched = TV_KR9GetImage(hScanner, image.data(), &uiReserved, &ucFinal, &nStatus);
-            Check(tally, "TV_KR9GetImage", nFetched != ZRT_SUCCESS ? nFetched : nStatus,
-                  nFetched == ZRT_SUCCESS && nStatus == 0);
+            Expect(tally, "TV_KR9GetImage", TV_KR9GetImage(hScanner, image.data(), &uiReserved, &ucFinal, &nStatus));
+            Expect(tally, "status of TV_KR9GetImage", nStatus, 0);
         }
         const int32_t nClose = TV_KR9CloseScanner(&hScanner);
         Check(tally, "TV_KR9CloseScanner", nClose, nClose == ZRT_SUCCESS && hScanner == nullptr);
@@ -160,11 +155,10 @@ bool Selected(const std::string& strWorkers, const char* pszName)
 
 // Runs this program as a child that starts the workers and returns from main
 // while they run; true when it exited normally with 0.
-bool RunChild(const char* pszProgram, const std::string& strWorkers)
+bool RunChild(const char* pszProgram, std::string strWorkers)
 {
-    std::string strWorkersArgument = strWorkers;
     char* apszArguments[] = {const_cast<char*>(pszProgram), const_cast<char*>("--child"),
-                             const_cast<char*>("--workers"), &strWorkersArgument[0], nullptr};
+                             const_cast<char*>("--workers"), &strWorkers[0], nullptr};
     pid_t pid = 0;
     if (posix_spawn(&pid, pszProgram, nullptr, nullptr, apszArguments, environ) != 0)
         return false;
