@@ -77,7 +77,8 @@ StPng DecodePng(const std::string& strPath)
     return png;
 }
 
-// A scanner that shows one real fingerprint, the same in every frame.
+// A scanner that shows one real fingerprint in every frame: the final image is
+// that frame through the pipeline, and the mask marks its dark pixels.
 TEST(Kr9Program, CaptureWritesTheFinalImageAsPngOf500DpiAndItsMask)
 {
     const Image frame = ReadNistFrame("loop-right");
