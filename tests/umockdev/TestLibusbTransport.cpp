@@ -178,8 +178,7 @@ TEST_F(UmockdevTest, WithoutLibusbVirtualScannersStayAndOneLineSaysWhy)
     ClHIDDeviceList devices;
     for (int i = 0; i < 2; ++i) {
         ClKR9Scanner::Enumerate(devices);
-        ASSERT_EQ(devices.size(), 1u);
-        EXPECT_EQ(devices.front().m_strName, "KR9 V1");
+        EXPECT_EQ(SortedNames(devices), std::vector<std::string>{"KR9 V1"});
     }
     ClSDKLogger::SetSink(nullptr);
     ASSERT_EQ(s_logLines.size(), 1u);
