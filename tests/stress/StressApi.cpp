@@ -9,15 +9,16 @@
 //
 // --seconds: how long the workers run here (default 2); children are started
 // one after another until then, at least N of them (default 0).
-#include <dirent.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
+#include <cinttypes>
 #include <chrono>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -34,124 +35,104 @@ const char* const kFixedSerials[] = {"F0", "F1"};
 constexpr uint64_t kFixedScanners = sizeof(kFixedSerials) / sizeof(kFixedSerials[0]);
 constexpr int kChurnThreads = 2;
 
-struct StTally
-{
-    std::atomic<uint64_t> uiChecks{0};
-    std::atomic<uint64_t> uiRetries{0};   // listings that met a scanner leaving (-61): the caller retries
-    std::atomic<uint64_t> uiFaults{0};
-};
+// Retries are the calls that met a scanner held by another process or leaving (-61): the caller tries again.
+struct StTally { std::atomic<uint64_t> uiChecks{0}, uiRetries{0}, uiFaults{0}; };
 
-// Namespace scope and never destroyed: a child's detached workers still count while it exits.
+// Never destroyed: a child's detached workers still count while it exits.
 std::mutex g_faultMutex;
-std::string& FirstFault()
-{
-    static std::string* s_pText = new std::string();
-    return *s_pText;
-}
+std::string& g_strFirstFault = *new std::string();
 
-void Check(StTally& tally, const char* pszWhat, int64_t nResult, bool bSound)
+bool Check(StTally& tally, const char* pszWhat, int64_t nResult, bool bSound)
 {
     ++tally.uiChecks;
     if (bSound)
-        return;
+        return true;
     ++tally.uiFaults;
     std::lock_guard<std::mutex> lock(g_faultMutex);
-    if (FirstFault().empty())
-        FirstFault() = std::string(pszWhat) + ": " + std::to_string(nResult);
+    if (g_strFirstFault.empty())
+        g_strFirstFault = std::string(pszWhat) + ": " + std::to_string(nResult);
+    return false;
+}
+
+// The result of a call against the one a sound library gives.
+bool Expect(StTally& tally, const char* pszWhat, int32_t nResult, int32_t nSound = ZRT_SUCCESS)
+{
+    return Check(tally, pszWhat, nResult, nResult == nSound);
+}
+
+// -61: the scanner is held by another process of this run, or a listing met a churn scanner leaving.
+bool Retried(StTally& tally, int32_t nResult)
+{
+    if (nResult != ZRT_ERROR_DEVICE_OPEN_FAIL)
+        return false;
+    ++tally.uiChecks;
+    ++tally.uiRetries;
+    return true;
 }
 
 void InitialiseAndRelease(int, StTally& tally)
 {
-    const int32_t nInit = TV_KR9Initialize(nullptr);
-    Check(tally, "TV_KR9Initialize", nInit, nInit == ZRT_SUCCESS);
-    const int32_t nUninit = TV_KR9Uninitialize();
-    Check(tally, "TV_KR9Uninitialize", nUninit, nUninit == ZRT_SUCCESS);
-}
-
-bool Lists(const char* pNames, uint64_t uiCount, const char* pszSerial)
-{
-    const std::string strName = std::string("KR9 ") + pszSerial;
-    for (uint64_t i = 0; i < uiCount; ++i)
-        if (strncmp(pNames + i * TV_KR9_SCANNER_NAME_SIZE, strName.c_str(), TV_KR9_SCANNER_NAME_SIZE) == 0)
-            return true;
-    return false;
+    Expect(tally, "TV_KR9Initialize", TV_KR9Initialize(nullptr));
+    Expect(tally, "TV_KR9Uninitialize", TV_KR9Uninitialize());
 }
 
 // The fixed scanners are always there; at most one scanner per churn thread comes and goes.
 void ListScanners(int, StTally& tally)
 {
-    char names[TV_KR9_SCANNER_NAME_SIZE * 8];
+    char names[TV_KR9_SCANNER_NAME_SIZE * 8] = {};
     uint64_t uiCount = 8;
     const int32_t nResult = TV_KR9QueryScanners(names, &uiCount);
-    if (nResult == ZRT_ERROR_DEVICE_OPEN_FAIL) {
-        ++tally.uiChecks;
-        ++tally.uiRetries;
+    if (Retried(tally, nResult) || !Expect(tally, "TV_KR9QueryScanners", nResult))
         return;
-    }
-    Check(tally, "TV_KR9QueryScanners", nResult, nResult == ZRT_SUCCESS);
+    // Each name fills its slot up to a zero byte: "KR9 F0" followed by one is a whole name.
+    const std::string strListed(names, sizeof(names));
     bool bSound = uiCount >= kFixedScanners && uiCount <= kFixedScanners + kChurnThreads;
     for (const char* pszSerial : kFixedSerials)
-        bSound = bSound && Lists(names, uiCount, pszSerial);
-    Check(tally, "scanners listed", static_cast<int64_t>(uiCount), nResult != ZRT_SUCCESS || bSound);
+        bSound = bSound && strListed.find(std::string("KR9 ") + pszSerial + '\0') != std::string::npos;
+    Check(tally, "scanners listed", static_cast<int64_t>(uiCount), bSound);
 }
 
 void PlugAndPull(int nIndex, StTally& tally)
 {
-    const std::string strSerial = "C" + std::to_string(nIndex);
-    KR9EMU_Device* pDevice = KR9EMU_Plug(strSerial.c_str());
-    Check(tally, "KR9EMU_Plug", 0, pDevice != nullptr);
-    if (pDevice == nullptr)
+    KR9EMU_Device* pDevice = KR9EMU_Plug(("C" + std::to_string(nIndex)).c_str());
+    if (!Check(tally, "KR9EMU_Plug", 0, pDevice != nullptr))
         return;
     KR9EMU_SetTiming(pDevice, 0, 0);
-    const int32_t nUnplug = KR9EMU_Unplug(pDevice);
-    Check(tally, "KR9EMU_Unplug", nUnplug, nUnplug == ZRT_SUCCESS);
+    Expect(tally, "KR9EMU_Unplug", KR9EMU_Unplug(pDevice));
     // Stale from now on, whatever the other threads plug meanwhile.
-    const int32_t nStale = KR9EMU_SetFingerPresent(pDevice, 1);
-    Check(tally, "stale KR9EMU_SetFingerPresent", nStale, nStale == ZRT_ERROR_INVALID_HANDLE);
+    Expect(tally, "stale KR9EMU_SetFingerPresent", KR9EMU_SetFingerPresent(pDevice, 1), ZRT_ERROR_INVALID_HANDLE);
 }
 
 // A session on the fixed scanner of this thread: open, capture, close. The
 // device lock is machine-wide, so a child process of this run may hold the
-// same scanner (-61, as may a listing that met a churn scanner leaving): retried.
+// same scanner: retried.
 void OpenCaptureClose(int nIndex, StTally& tally)
 {
     const std::string strName = std::string("KR9 ") + kFixedSerials[nIndex % kFixedScanners];
-    const int32_t nInit = TV_KR9Initialize(nullptr);
-    Check(tally, "TV_KR9Initialize for a session", nInit, nInit == ZRT_SUCCESS);
+    Expect(tally, "TV_KR9Initialize for a session", TV_KR9Initialize(nullptr));
     void* hScanner = nullptr;
     const int32_t nOpen = TV_KR9OpenScanner(strName.c_str(), &hScanner);
-    if (nOpen == ZRT_ERROR_DEVICE_OPEN_FAIL) {
-        ++tally.uiChecks;
-        ++tally.uiRetries;
-    } else {
-        Check(tally, "TV_KR9OpenScanner", nOpen, nOpen == ZRT_SUCCESS);
-        const int32_t nMode = TV_KR9SetCaptureMode(hScanner, 0);
-        Check(tally, "TV_KR9SetCaptureMode", nMode, nMode == ZRT_SUCCESS);
+    if (!Retried(tally, nOpen)) {
+        Expect(tally, "TV_KR9OpenScanner", nOpen);
+        Expect(tally, "TV_KR9SetCaptureMode", TV_KR9SetCaptureMode(hScanner, 0));
         std::vector<uint8_t> image(KR9EMU_FRAME_BYTES);
+        uint64_t uiReserved = 0;
+        uint8_t ucFinal = 0;
+        int32_t nStatus = 0;
         for (int nFetch = 0; nFetch < 3; ++nFetch) {
-            uint64_t uiReserved = 0;
-            uint8_t ucFinal = 0;
-            int32_t nStatus = 0;
-            const int32_t nFetched = TV_KR9GetImage(hScanner, image.data(), &uiReserved, &ucFinal, &nStatus);
-            Check(tally, "TV_KR9GetImage", nFetched != ZRT_SUCCESS ? nFetched : nStatus,
-                  nFetched == ZRT_SUCCESS && nStatus == 0);
+            Expect(tally, "TV_KR9GetImage", TV_KR9GetImage(hScanner, image.data(), &uiReserved, &ucFinal, &nStatus));
+            Expect(tally, "status of TV_KR9GetImage", nStatus, 0);
         }
         const int32_t nClose = TV_KR9CloseScanner(&hScanner);
         Check(tally, "TV_KR9CloseScanner", nClose, nClose == ZRT_SUCCESS && hScanner == nullptr);
     }
-    const int32_t nUninit = TV_KR9Uninitialize();
-    Check(tally, "TV_KR9Uninitialize after a session", nUninit, nUninit == ZRT_SUCCESS);
+    Expect(tally, "TV_KR9Uninitialize after a session", TV_KR9Uninitialize());
 }
 
 typedef void (*PFN_ROUND)(int nIndex, StTally& tally);
 
 // One round of work per call; each thread repeats its round until the run ends.
-struct StWorker
-{
-    const char* pszName;
-    int nThreads;
-    PFN_ROUND pfnRound;
-};
+struct StWorker { const char* pszName; int nThreads; PFN_ROUND pfnRound; };
 const StWorker g_workers[] = {
     {"lifecycle", 2, &InitialiseAndRelease},
     {"listing", 2, &ListScanners},
@@ -162,16 +143,9 @@ constexpr size_t kWorkerKinds = sizeof(g_workers) / sizeof(g_workers[0]);
 StTally g_tallies[kWorkerKinds];
 std::atomic<bool> g_bStop{false};
 
-int CountEntries(const char* pszFolder)
+long CountEntries(const char* pszFolder)
 {
-    DIR* pDir = opendir(pszFolder);
-    if (pDir == nullptr)
-        return -1;
-    int nEntries = 0;
-    while (const dirent* pEntry = readdir(pDir))
-        nEntries += pEntry->d_name[0] != '.';
-    closedir(pDir);
-    return nEntries;
+    return std::distance(std::filesystem::directory_iterator(pszFolder), std::filesystem::directory_iterator());
 }
 
 bool Selected(const std::string& strWorkers, const char* pszName)
@@ -181,22 +155,18 @@ bool Selected(const std::string& strWorkers, const char* pszName)
 
 // Runs this program as a child that starts the workers and returns from main
 // while they run; true when it exited normally with 0.
-bool RunChild(const char* pszProgram, const std::string& strWorkers)
+bool RunChild(const char* pszProgram, std::string strWorkers)
 {
-    std::string strWorkersArgument = strWorkers;
     char* apszArguments[] = {const_cast<char*>(pszProgram), const_cast<char*>("--child"),
-                             const_cast<char*>("--workers"), &strWorkersArgument[0], nullptr};
+                             const_cast<char*>("--workers"), &strWorkers[0], nullptr};
     pid_t pid = 0;
     if (posix_spawn(&pid, pszProgram, nullptr, nullptr, apszArguments, environ) != 0)
         return false;
     int nStatus = 0;
-    if (waitpid(pid, &nStatus, 0) != pid)
-        return false;
-    if (WIFEXITED(nStatus) && WEXITSTATUS(nStatus) == 0)
-        return true;
-    fprintf(stderr, "child %d: %s %d\n", pid, WIFSIGNALED(nStatus) ? "signal" : "exit status",
-            WIFSIGNALED(nStatus) ? WTERMSIG(nStatus) : WEXITSTATUS(nStatus));
-    return false;
+    const bool bClean = waitpid(pid, &nStatus, 0) == pid && WIFEXITED(nStatus) && WEXITSTATUS(nStatus) == 0;
+    if (!bClean)
+        fprintf(stderr, "child %d: wait status %#x\n", pid, nStatus);
+    return bClean;
 }
 
 }  // namespace
@@ -235,8 +205,8 @@ int main(int argc, char** argv)
     // So does the first listing: the USB context and its event thread live once per process.
     uint64_t uiListed = 0;
     TV_KR9QueryScanners(nullptr, &uiListed);
-    const int nFdsBefore = CountEntries("/proc/self/fd");
-    const int nThreadsBefore = CountEntries("/proc/self/task");
+    const long nFdsBefore = CountEntries("/proc/self/fd");
+    const long nThreadsBefore = CountEntries("/proc/self/task");
     std::vector<KR9EMU_Device*> fixed;
     for (const char* pszSerial : kFixedSerials) {
         fixed.push_back(KR9EMU_Plug(pszSerial));
@@ -277,30 +247,28 @@ int main(int argc, char** argv)
 
     // Every thread balanced its own references, and the churn is over.
     StTally final;
-    const int32_t nUninit = TV_KR9Uninitialize();
-    Check(final, "unbalanced TV_KR9Uninitialize at the end", nUninit, nUninit == ZRT_ERROR_NOT_INITIALIZED);
+    Expect(final, "unbalanced TV_KR9Uninitialize at the end", TV_KR9Uninitialize(), ZRT_ERROR_NOT_INITIALIZED);
     uint64_t uiCount = 0;
     const int32_t nQuery = TV_KR9QueryScanners(nullptr, &uiCount);
     Check(final, "scanners listed at the end", static_cast<int64_t>(uiCount),
           nQuery == ZRT_ERROR_SIZE_TOO_SMALL && uiCount == kFixedScanners);
     for (KR9EMU_Device* pDevice : fixed)
-        Check(final, "KR9EMU_Unplug of a fixed scanner", 0, KR9EMU_Unplug(pDevice) == ZRT_SUCCESS);
-    const int nFdsAfter = CountEntries("/proc/self/fd");
-    const int nThreadsAfter = CountEntries("/proc/self/task");
+        Expect(final, "KR9EMU_Unplug of a fixed scanner", KR9EMU_Unplug(pDevice));
+    const long nFdsAfter = CountEntries("/proc/self/fd");
+    const long nThreadsAfter = CountEntries("/proc/self/task");
 
     uint64_t uiFaults = final.uiFaults;
     for (size_t k = 0; k < kWorkerKinds; ++k) {
-        printf("%-10s checks %8llu  retries %6llu  faults %llu\n", g_workers[k].pszName,
-               static_cast<unsigned long long>(g_tallies[k].uiChecks.load()),
-               static_cast<unsigned long long>(g_tallies[k].uiRetries.load()),
-               static_cast<unsigned long long>(g_tallies[k].uiFaults.load()));
+        printf("%-10s checks %8" PRIu64 "  retries %6" PRIu64 "  faults %" PRIu64 "\n", g_workers[k].pszName,
+               g_tallies[k].uiChecks.load(), g_tallies[k].uiRetries.load(), g_tallies[k].uiFaults.load());
         uiFaults += g_tallies[k].uiFaults;
     }
     printf("children   run %d  failed %d\n", nChildren, nChildFailures);
-    printf("descriptors %d -> %d, threads %d -> %d\n", nFdsBefore, nFdsAfter, nThreadsBefore, nThreadsAfter);
+    printf("descriptors %ld -> %ld, threads %ld -> %ld\n", nFdsBefore, nFdsAfter, nThreadsBefore, nThreadsAfter);
     if (uiFaults > 0)
-        printf("first fault: %s\n", FirstFault().c_str());
-    const bool bPassed = uiFaults == 0 && nChildFailures == 0 && nFdsAfter == nFdsBefore && nThreadsAfter == nThreadsBefore;
+        printf("first fault: %s\n", g_strFirstFault.c_str());
+    const bool bPassed =
+        uiFaults == 0 && nChildFailures == 0 && nFdsAfter == nFdsBefore && nThreadsAfter == nThreadsBefore;
     printf("%s\n", bPassed ? "PASSED" : "FAILED");
     return bPassed ? 0 : 1;
 }
