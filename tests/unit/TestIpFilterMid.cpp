@@ -53,7 +53,18 @@ TEST(IpFilterMid, SquareMeanOf8BitImagesTruncatesTheWindowMean)
     }
 }
 
-// The rounded 3x3 mean is the pipeline's pre-filter: the pipeline's golden digests hold it.
+TEST(IpFilterMid, ThreeByThreeMeanRoundsThroughReciprocals)
+{
+    const TpTestPlane<uint8_t> in = RandomPlane<uint8_t>(23, 17, 99);
+    TpTestPlane<uint8_t> out = EmptyPlaneLike(in);
+    FilterMid::Mean3x3Rounded8(in.Data(), in.nStride, out.Data(), out.nStride, in.nWidth, in.nHeight);
+    EXPECT_TRUE(EveryPixelIs(out, [&](int32_t x, int32_t y) {
+        int64_t nSum = 0;
+        const int32_t nCount = VisitWindow(in, x, y, 1, 1, [&](uint8_t sample) { nSum += sample; });
+        // Corners divide by 4, edges by 6 and the inside by 9, the last two as multiplications.
+        return nCount == 4 ? (nSum + 2) >> 2 : nCount == 6 ? ((nSum + 3) * 682) >> 12 : ((nSum + 4) * 455) >> 12;
+    }));
+}
 
 TEST(IpFilterMid, FractionPathSplitsTheMeanIntoWholeAndSixteenthsOfAPixel)
 {
