@@ -226,6 +226,17 @@ public:
         return 0;
     }
 
+    // Open, then mode 0: the capture thread starts. 0 or the exit code, as Open.
+    int OpenAndCapture(const StOptions& options, FILE* pErr)
+    {
+        if (const int nExit = Open(options, pErr))
+            return nExit;
+        const int32_t nResult = TV_KR9SetCaptureMode(m_hScanner, 0);
+        if (nResult != ZRT_SUCCESS)
+            return Fail(pErr, "starting the capture", nResult);
+        return 0;
+    }
+
     void* Handle() const { return m_hScanner; }
     const std::string& Name() const { return m_strName; }
 
@@ -300,11 +311,8 @@ int32_t Fetch(void* hScanner, std::vector<uint8_t>& image, bool& bNew, bool& bFi
 int Capture(const StOptions& options, FILE* pOut, FILE* pErr)
 {
     ClOpenScanner scanner;
-    if (const int nExit = scanner.Open(options, pErr))
+    if (const int nExit = scanner.OpenAndCapture(options, pErr))
         return nExit;
-    int32_t nResult = TV_KR9SetCaptureMode(scanner.Handle(), 0);
-    if (nResult != ZRT_SUCCESS)
-        return Fail(pErr, "starting the capture", nResult);
 
     enum class EStage { eWaiting, eFingerOn } eStage = EStage::eWaiting;
     fprintf(pOut, "Place a finger on the scanner\n");
@@ -320,7 +328,7 @@ int Capture(const StOptions& options, FILE* pOut, FILE* pErr)
             return 1;
         }
         bool bNew = false;
-        nResult = Fetch(scanner.Handle(), image, bNew, bFinal);
+        const int32_t nResult = Fetch(scanner.Handle(), image, bNew, bFinal);
         if (nResult != ZRT_SUCCESS)
             return Fail(pErr, "capturing from \"" + scanner.Name() + "\"", nResult);
         if (!bNew || bFinal)
@@ -376,17 +384,15 @@ private:
 int Preview(const StOptions& options, FILE* pOut, FILE* pErr)
 {
     ClOpenScanner scanner;
-    if (const int nExit = scanner.Open(options, pErr))
+    if (const int nExit = scanner.OpenAndCapture(options, pErr))
         return nExit;
-    int32_t nResult = TV_KR9SetCaptureMode(scanner.Handle(), 0);
-    if (nResult != ZRT_SUCCESS)
-        return Fail(pErr, "starting the capture", nResult);
 
     ClInterruptGuard interruptGuard;
     std::vector<uint8_t> image(kWidth * kHeight);
     long nFrames = 0;
     size_t uiPreviousArea = 0;
     bool bFinal = false;
+    int32_t nResult = ZRT_SUCCESS;
     {
         ClTerminalView view(pOut, isatty(fileno(pOut)) != 0);
         while (!bFinal && !s_bInterrupted && (options.nFrames < 0 || nFrames < options.nFrames)) {
