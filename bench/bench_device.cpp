@@ -2,7 +2,7 @@
 // decoding through the streams, against a virtual scanner with no bus time.
 #include <benchmark/benchmark.h>
 
-#include "KR9EmulatorRegistry.h"
+#include "emulator/KR9EmulatorRegistry.h"
 #include "device/KR9Scanner.h"
 #include "imaging/FpImage.h"
 

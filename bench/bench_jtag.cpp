@@ -7,7 +7,7 @@
 #include <benchmark/benchmark.h>
 
 #include "device/jtag/XsvfPlayer.h"
-#include "jtag/SimulatedTapChain.h"
+#include "emulator/jtag/SimulatedTapChain.h"
 
 namespace {
 

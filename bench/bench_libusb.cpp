@@ -7,10 +7,10 @@
 
 #include <memory>
 
-#include "KR9EmulatorRegistry.h"
+#include "emulator/KR9EmulatorRegistry.h"
 #include "device/KR9Scanner.h"
 #include "imaging/FpImage.h"
-#include "umockdev/KR9UmockdevBus.h"
+#include "emulator/umockdev/KR9UmockdevBus.h"
 
 namespace {
 

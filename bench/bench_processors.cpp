@@ -6,16 +6,16 @@
 
 #include <benchmark/benchmark.h>
 
-#include "SyntheticFinger.h"
+#include "emulator/SyntheticFinger.h"
 #include "imaging/FpImage.h"
-#include "imaging/IpAdd.h"
-#include "imaging/IpFilterMid.h"
-#include "imaging/IpFilterMin.h"
-#include "imaging/IpFilterVariance.h"
-#include "imaging/IpInvert.h"
-#include "imaging/IpKR9Mask.h"
-#include "imaging/IpStretchRangeGlobal.h"
-#include "imaging/IpSubtract.h"
+#include "processors/IpAdd.h"
+#include "processors/IpFilterMid.h"
+#include "processors/IpFilterMin.h"
+#include "processors/IpFilterVariance.h"
+#include "processors/IpInvert.h"
+#include "processors/IpKR9Mask.h"
+#include "processors/IpStretchRangeGlobal.h"
+#include "processors/IpSubtract.h"
 
 namespace {
 

@@ -9,8 +9,8 @@
 
 #include <benchmark/benchmark.h>
 
-#include "KR9EmulatorRegistry.h"
-#include "SyntheticFinger.h"
+#include "emulator/KR9EmulatorRegistry.h"
+#include "emulator/SyntheticFinger.h"
 #include "imaging/FpImage.h"
 #include "session/KR9Handle.h"
 

@@ -1,9 +1,9 @@
-#include "FingerModel.h"
+#include "emulator/FingerModel.h"
 
 #include <algorithm>
 #include <cmath>
 
-#include "KR9DeviceModel.h"
+#include "emulator/KR9DeviceModel.h"
 #include "KR9Emulator.h"
 
 namespace {

@@ -1,10 +1,10 @@
-#include "KR9DeviceModel.h"
+#include "emulator/KR9DeviceModel.h"
 
 #include <algorithm>
 #include <cstring>
 #include <thread>
 
-#include "SyntheticFinger.h"
+#include "emulator/SyntheticFinger.h"
 
 namespace {
 

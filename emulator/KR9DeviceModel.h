@@ -16,7 +16,7 @@
 #include <vector>
 
 #include "KR9Emulator.h"
-#include "ScriptedTouch.h"
+#include "emulator/ScriptedTouch.h"
 
 class ClKR9DeviceModel
 {

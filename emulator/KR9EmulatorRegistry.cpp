@@ -1,8 +1,10 @@
-#include "KR9EmulatorRegistry.h"
+#include "emulator/KR9EmulatorRegistry.h"
 
 #include <algorithm>
 
 #include "device/KR9DeviceIds.h"
+#include "device/transport/TransportFactory.h"
+#include "emulator/EmulatedHIDInterface.h"
 
 namespace {
 
@@ -20,6 +22,13 @@ ClKR9EmulatorRegistry& ClKR9EmulatorRegistry::Instance()
     // Never destroyed: a capture thread may still talk to a device while the process exits.
     static TpNeverDestroyed<ClKR9EmulatorRegistry> s_registry;
     return s_registry.Get();
+}
+
+ClKR9EmulatorRegistry::ClKR9EmulatorRegistry()
+{
+    // From the first use of virtual scanners on, the scanner layer's transports serve them too.
+    AddHIDBackend(&ClEmulatedHIDInterface::OwnsPath,
+                  []() -> std::unique_ptr<ClHIDInterface> { return std::make_unique<ClEmulatedHIDInterface>(); });
 }
 
 KR9EMU_Device* ClKR9EmulatorRegistry::Plug(const std::string& strSerial)

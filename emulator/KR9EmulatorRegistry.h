@@ -13,8 +13,8 @@
 #include <string>
 #include <vector>
 
-#include "KR9DeviceModel.h"
-#include "NeverDestroyed.h"
+#include "emulator/KR9DeviceModel.h"
+#include "sdk/NeverDestroyed.h"
 
 class ClKR9EmulatorRegistry
 {
@@ -51,7 +51,7 @@ public:
 
 private:
     friend class TpNeverDestroyed<ClKR9EmulatorRegistry>;
-    ClKR9EmulatorRegistry() = default;
+    ClKR9EmulatorRegistry();
 
     struct StDevice
     {

@@ -1,9 +1,9 @@
-#include "ScriptedTouch.h"
+#include "emulator/ScriptedTouch.h"
 
 #include <algorithm>
 #include <cstring>
 
-#include "KR9DeviceModel.h"
+#include "emulator/KR9DeviceModel.h"
 #include "KR9Emulator.h"
 
 ClScriptedTouch::ClScriptedTouch(uint32_t uiSeed, uint32_t uiPressMs, uint32_t uiHoldMs, Clock::time_point tStart)

@@ -7,7 +7,7 @@
 #include <chrono>
 #include <cstdint>
 
-#include "FingerModel.h"
+#include "emulator/FingerModel.h"
 
 class ClScriptedTouch
 {

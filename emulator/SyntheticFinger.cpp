@@ -1,10 +1,10 @@
-#include "SyntheticFinger.h"
+#include "emulator/SyntheticFinger.h"
 
 #include <algorithm>
 #include <cmath>
 
 #include "KR9Emulator.h"
-#include "KR9DeviceModel.h"
+#include "emulator/KR9DeviceModel.h"
 
 namespace {
 

@@ -7,9 +7,9 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "Exception.h"
+#include "sdk/Exception.h"
 #include "device/jtag/XsvfPlayer.h"
-#include "jtag/SimulatedTapChain.h"
+#include "emulator/jtag/SimulatedTapChain.h"
 
 namespace {
 

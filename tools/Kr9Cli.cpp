@@ -1,6 +1,6 @@
 // The subcommands of `kr9`. Built on the public headers only: this is also the
 // reference for an application's use of the SDK.
-#include "Kr9Cli.h"
+#include "tools/Kr9Cli.h"
 
 #include <unistd.h>
 
@@ -11,10 +11,10 @@
 #include <string>
 #include <vector>
 
-#include "ImageFiles.h"
+#include "tools/ImageFiles.h"
 #include "KR9Emulator.h"
 #include "QuorvaneTactiviewKR9.h"
-#include "TerminalView.h"
+#include "tools/TerminalView.h"
 
 namespace {
 

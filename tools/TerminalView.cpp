@@ -1,4 +1,4 @@
-#include "TerminalView.h"
+#include "tools/TerminalView.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 // kr9: lists, inspects and captures from KR9 scanners, real or virtual.
 #include <cstdio>
 
-#include "Kr9Cli.h"
+#include "tools/Kr9Cli.h"
 
 int main(int argc, char** argv)
 {

@@ -3,9 +3,9 @@
 
 #include <cstring>
 
-#include "Exception.h"
-#include "KR9EmulatorRegistry.h"
-#include "SyntheticFinger.h"
+#include "sdk/Exception.h"
+#include "emulator/KR9EmulatorRegistry.h"
+#include "emulator/SyntheticFinger.h"
 
 namespace {
 

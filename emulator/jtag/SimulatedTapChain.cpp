@@ -1,4 +1,4 @@
-#include "jtag/SimulatedTapChain.h"
+#include "emulator/jtag/SimulatedTapChain.h"
 
 #include <cstring>
 

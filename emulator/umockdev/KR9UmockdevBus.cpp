@@ -1,4 +1,4 @@
-#include "umockdev/KR9UmockdevBus.h"
+#include "emulator/umockdev/KR9UmockdevBus.h"
 
 #include <dlfcn.h>
 #include <linux/ioctl.h>

@@ -16,7 +16,7 @@
 #include <string>
 #include <vector>
 
-#include "KR9DeviceModel.h"
+#include "emulator/KR9DeviceModel.h"
 
 typedef struct _UMockdevTestbed UMockdevTestbed;
 

@@ -10,7 +10,7 @@
 
 #include <boost/algorithm/string/replace.hpp>
 
-#include "SDKLogger.h"
+#include "sdk/SDKLogger.h"
 
 ClInterprocessLock::StHeldFile::~StHeldFile()
 {

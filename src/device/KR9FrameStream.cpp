@@ -6,7 +6,7 @@
 #include <array>
 #include <cstring>
 
-#include "Exception.h"
+#include "sdk/Exception.h"
 #include "device/KR9USBProtocol.h"
 #include "support/Stream.h"
 

@@ -5,7 +5,8 @@
 #include <mutex>
 #include <string>
 
-#include "Exception.h"
+#include "sdk/Exception.h"
+#include "sdk/NeverDestroyed.h"
 #include "device/KR9DeviceIds.h"
 #include "device/transport/TransportFactory.h"
 #include "imaging/FpImage.h"
@@ -23,8 +24,8 @@ class ClKnownScannerNames
 public:
     static ClKnownScannerNames& Instance()
     {
-        static ClKnownScannerNames* s_pNames = new ClKnownScannerNames();
-        return *s_pNames;
+        static TpNeverDestroyed<ClKnownScannerNames> s_names;
+        return s_names.Get();
     }
     void Remember(const std::string& strPath, const std::string& strName)
     {
@@ -52,7 +53,7 @@ void ClKR9Scanner::Enumerate(ClHIDDeviceList& devices)
 {
     devices.clear();
     try {
-        std::unique_ptr<ClHIDInterface> pInterface(CreateHIDInterface());
+        std::unique_ptr<ClHIDInterface> pInterface = CreateHIDInterface();
         pInterface->Enumerate(devices);
         devices.remove_if([](const StHIDDeviceInfo& device) {
             return device.m_usVendorId != KR9_USB_VENDOR_ID || device.m_usProductId != KR9_USB_PRODUCT_ID;
@@ -89,7 +90,7 @@ void ClKR9Scanner::Enumerate(ClHIDDeviceList& devices)
 ClKR9Scanner::ClKR9Scanner(const StHIDDeviceInfo& device)
 {
     try {
-        m_pInterface.reset(CreateHIDInterface());
+        m_pInterface = CreateHIDInterface();
         m_pInterface->Open(device);
         m_pProtocol = std::make_unique<ClKR9USBProtocol>(m_pInterface.get());
         m_pProtocol->OpenSession();

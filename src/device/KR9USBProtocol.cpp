@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "Exception.h"
+#include "sdk/Exception.h"
 
 namespace {
 

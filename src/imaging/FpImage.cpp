@@ -1,4 +1,4 @@
-#include "FpImage.h"
+#include "imaging/FpImage.h"
 
 #include <algorithm>
 #include <cmath>
@@ -7,7 +7,7 @@
 #include <new>
 #include <utility>
 
-#include "Exception.h"
+#include "sdk/Exception.h"
 
 namespace {
 

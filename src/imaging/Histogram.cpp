@@ -1,11 +1,11 @@
-#include "Histogram.h"
+#include "imaging/Histogram.h"
 
 #include <algorithm>
 #include <cstring>
 #include <limits>
 
-#include "Exception.h"
-#include "FpImage.h"
+#include "sdk/Exception.h"
+#include "imaging/FpImage.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "Exception.h"
+#include "sdk/Exception.h"
 
 namespace NewIpBase {
 

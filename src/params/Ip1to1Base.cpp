@@ -2,7 +2,7 @@
 
 #include <type_traits>
 
-#include "Exception.h"
+#include "sdk/Exception.h"
 #include "imaging/SafeConvert.h"
 #include "params/TypedParameter.h"
 

@@ -13,7 +13,7 @@
 #include <cstdint>
 #include <typeinfo>
 
-#include "Exception.h"
+#include "sdk/Exception.h"
 #include "support/Array.h"
 
 class ClParameterContainer;

@@ -7,8 +7,8 @@
 
 #include <cstdint>
 
-#include "Exception.h"
-#include "TactiviewKR9.h"
+#include "sdk/Exception.h"
+#include "sdk/TactiviewKR9.h"
 
 // The three line formats of one family of exported functions. The function's
 // name is always the first argument; the family decides the rest.

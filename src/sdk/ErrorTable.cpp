@@ -1,4 +1,4 @@
-#include "ErrorTable.h"
+#include "sdk/ErrorTable.h"
 
 const char* const g_pszUnknownErrorMessage = "Unknown error code.";
 

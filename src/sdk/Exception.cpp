@@ -1,4 +1,4 @@
-#include "Exception.h"
+#include "sdk/Exception.h"
 
 #include <cerrno>
 #include <cstdarg>

@@ -8,7 +8,7 @@
 #include <cstdint>
 #include <exception>
 
-#include "ErrorTable.h"
+#include "sdk/ErrorTable.h"
 
 // Site of a throw: the everyday way to say where a failure was raised.
 #define KR9_SITE __FILE__, __LINE__

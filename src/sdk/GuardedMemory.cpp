@@ -1,4 +1,4 @@
-#include "GuardedMemory.h"
+#include "sdk/GuardedMemory.h"
 
 #include <cerrno>
 #include <sys/uio.h>

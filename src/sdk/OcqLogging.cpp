@@ -1,4 +1,4 @@
-#include "OcqLogging.h"
+#include "sdk/OcqLogging.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -7,7 +7,7 @@
 
 #include <boost/date_time/posix_time/posix_time.hpp>
 
-#include "Exception.h"
+#include "sdk/Exception.h"
 
 namespace {
 

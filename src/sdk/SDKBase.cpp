@@ -1,8 +1,8 @@
-#include "SDKBase.h"
+#include "sdk/SDKBase.h"
 
 #include <cstring>
 
-#include "SDKHelper.h"
+#include "sdk/SDKHelper.h"
 
 void GetVersionFromRecord(const char* pszRecord, char* pszBuffer, size_t* pSize)
 {

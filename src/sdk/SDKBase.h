@@ -5,9 +5,9 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "OcqLogging.h"
-#include "SDKLogger.h"
-#include "TpSingleton.h"
+#include "sdk/OcqLogging.h"
+#include "sdk/SDKLogger.h"
+#include "sdk/TpSingleton.h"
 
 // Extracts the version from a record of the form "SDK: <name> Version: <version> <mark>"
 // and hands it out through the checked copy (length + 1, terminator written when

@@ -1,8 +1,8 @@
-#include "SDKHelper.h"
+#include "sdk/SDKHelper.h"
 
 #include <cstring>
 
-#include "Exception.h"
+#include "sdk/Exception.h"
 
 void ClSDKHelper::CheckedCopy(void* pDestination, size_t* pSize, const void* pSource, size_t nBytes)
 {

@@ -1,4 +1,4 @@
-#include "SDKLogger.h"
+#include "sdk/SDKLogger.h"
 
 #include <atomic>
 #include <cerrno>
@@ -6,8 +6,8 @@
 #include <cstdio>
 #include <cstring>
 
-#include "Exception.h"
-#include "OcqLogging.h"
+#include "sdk/Exception.h"
+#include "sdk/OcqLogging.h"
 
 namespace {
 

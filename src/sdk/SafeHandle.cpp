@@ -1,4 +1,4 @@
-#include "SafeHandle.h"
+#include "sdk/SafeHandle.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -6,7 +6,7 @@
 #include <new>
 #include <unordered_set>
 
-#include "NeverDestroyed.h"
+#include "sdk/NeverDestroyed.h"
 
 const char g_szKR9HandleTag[kHandleTagSize] = "TV_KR9";
 

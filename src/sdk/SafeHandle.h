@@ -7,8 +7,8 @@
 
 #include <cstdint>
 
-#include "Exception.h"
-#include "GuardedMemory.h"
+#include "sdk/Exception.h"
+#include "sdk/GuardedMemory.h"
 
 constexpr size_t kHandleTagSize = 8;
 

@@ -1,8 +1,8 @@
-#include "SystemMutex.h"
+#include "sdk/SystemMutex.h"
 
 #include <cerrno>
 
-#include "Exception.h"
+#include "sdk/Exception.h"
 
 ClSystemMutex::ClSystemMutex()
 {

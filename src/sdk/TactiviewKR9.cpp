@@ -1,6 +1,6 @@
-#include "TactiviewKR9.h"
+#include "sdk/TactiviewKR9.h"
 
-#include "SDKVersion.h"
+#include "sdk/SDKVersion.h"
 
 namespace {
 

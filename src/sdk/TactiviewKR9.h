@@ -2,7 +2,7 @@
 // marks the library as initialised. All device state lives per handle.
 #pragma once
 
-#include "SDKBase.h"
+#include "sdk/SDKBase.h"
 
 class ClTactiviewKR9 : public TpSDKBase<ClTactiviewKR9, ClSDKLogging>
 {

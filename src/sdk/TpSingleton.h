@@ -7,9 +7,9 @@
 #include <cstdint>
 #include <cstdlib>
 
-#include "Exception.h"
-#include "NeverDestroyed.h"
-#include "SystemMutex.h"
+#include "sdk/Exception.h"
+#include "sdk/NeverDestroyed.h"
+#include "sdk/SystemMutex.h"
 
 template <class T>
 class TpSingleton

@@ -7,8 +7,8 @@
 #include <boost/chrono.hpp>
 #include <boost/thread/thread.hpp>
 
-#include "Exception.h"
-#include "SDKVersion.h"
+#include "sdk/Exception.h"
+#include "sdk/SDKVersion.h"
 
 namespace {
 

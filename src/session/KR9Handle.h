@@ -11,8 +11,8 @@
 #include <cstdint>
 #include <memory>
 
-#include "SDKHandleBase.h"
-#include "TactiviewKR9.h"
+#include "session/SDKHandleBase.h"
+#include "sdk/TactiviewKR9.h"
 #include "device/HIDInterface.h"
 #include "device/InterprocessLock.h"
 #include "device/KR9Scanner.h"

@@ -6,13 +6,13 @@
 #include <boost/chrono.hpp>
 #include <boost/thread/exceptions.hpp>
 
-#include "Exception.h"
-#include "OcqLogging.h"
-#include "SDKLogger.h"
+#include "sdk/Exception.h"
+#include "sdk/OcqLogging.h"
+#include "sdk/SDKLogger.h"
 #include "device/KR9Scanner.h"
 #include "imaging/FpImage.h"
 #include "imaging/Histogram.h"
-#include "imaging/IpKR9Mask.h"
+#include "processors/IpKR9Mask.h"
 
 namespace {
 

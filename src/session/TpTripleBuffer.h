@@ -17,7 +17,7 @@
 #include <boost/thread/locks.hpp>
 #include <boost/thread/mutex.hpp>
 
-#include "Exception.h"
+#include "sdk/Exception.h"
 
 template <typename T>
 class ClTpTripleBuffer

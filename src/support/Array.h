@@ -21,7 +21,7 @@
 #include <new>
 #include <type_traits>
 
-#include "Exception.h"
+#include "sdk/Exception.h"
 
 namespace ArrayDetail {
 

@@ -7,9 +7,9 @@
 
 #include <boost/thread/lock_guard.hpp>
 
-#include "Exception.h"
-#include "OcqLogging.h"
-#include "SDKLogger.h"
+#include "sdk/Exception.h"
+#include "sdk/OcqLogging.h"
+#include "sdk/SDKLogger.h"
 #include "support/DynamicLibraryPlatform.h"
 
 namespace {

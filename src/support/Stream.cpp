@@ -5,7 +5,7 @@
 #include <memory>
 #include <new>
 
-#include "Exception.h"
+#include "sdk/Exception.h"
 
 namespace {
 

@@ -10,7 +10,7 @@
 #include <gtest/gtest.h>
 
 #include "KR9Emulator.h"
-#include "LogProbe.h"
+#include "common/LogProbe.h"
 #include "QuorvaneTactiviewKR9.h"
 
 namespace {

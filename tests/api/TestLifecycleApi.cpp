@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-#include "LogProbe.h"
+#include "common/LogProbe.h"
 #include "QuorvaneTactiviewKR9.h"
 
 namespace {

@@ -15,13 +15,13 @@
 
 #include <gtest/gtest.h>
 
-#include "../unit/NistFrame.h"
-#include "LogProbe.h"
+#include "common/NistFrame.h"
+#include "common/LogProbe.h"
 #include "KR9Emulator.h"
 #include "QuorvaneTactiviewKR9.h"
 // The oracle for the image: the same pipeline, run here on the raw frame.
 #include "imaging/FpImage.h"
-#include "imaging/IpKR9Mask.h"
+#include "processors/IpKR9Mask.h"
 
 namespace {
 

@@ -14,12 +14,12 @@
 #include <gtest/gtest.h>
 
 #include "KR9Emulator.h"
-#include "Kr9Cli.h"
+#include "tools/Kr9Cli.h"
 #include "QuorvaneTactiviewKR9.h"
-#include "../unit/NistFrame.h"
+#include "common/NistFrame.h"
 // The oracle for the final image: the pipeline run here on the raw frame.
 #include "imaging/FpImage.h"
-#include "imaging/IpKR9Mask.h"
+#include "processors/IpKR9Mask.h"
 
 namespace {
 

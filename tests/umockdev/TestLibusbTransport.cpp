@@ -7,11 +7,11 @@
 #include <mutex>
 #include <thread>
 
-#include "../unit/ExceptionCode.h"
-#include "../unit/NistFrame.h"
-#include "../unit/VirtualScanner.h"
-#include "SDKLogger.h"
-#include "UmockdevFixture.h"
+#include "common/ExceptionCode.h"
+#include "common/NistFrame.h"
+#include "common/VirtualScanner.h"
+#include "sdk/SDKLogger.h"
+#include "umockdev/UmockdevFixture.h"
 #include "device/KR9Scanner.h"
 #include "device/transport/LibusbHIDInterface.h"
 #include "device/transport/LibusbWrapper.h"

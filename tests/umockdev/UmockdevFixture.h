@@ -11,7 +11,7 @@
 #include <gtest/gtest.h>
 
 #include "KR9Emulator.h"
-#include "umockdev/KR9UmockdevBus.h"
+#include "emulator/umockdev/KR9UmockdevBus.h"
 
 class UmockdevTest : public ::testing::Test
 {

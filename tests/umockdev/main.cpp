@@ -7,7 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "device/transport/LibusbWrapper.h"
-#include "umockdev/KR9UmockdevBus.h"
+#include "emulator/umockdev/KR9UmockdevBus.h"
 
 int main(int argc, char** argv)
 {

@@ -9,7 +9,7 @@
 
 #include <gtest/gtest.h>
 
-#include "ExceptionCode.h"
+#include "common/ExceptionCode.h"
 #include "support/Array.h"
 
 namespace {

@@ -5,8 +5,8 @@
 
 #include <gtest/gtest.h>
 
-#include "CallFrame.h"
-#include "ScopedLogEnvironment.h"
+#include "sdk/CallFrame.h"
+#include "common/ScopedLogEnvironment.h"
 
 namespace {
 

@@ -11,7 +11,7 @@
 
 #include <gtest/gtest.h>
 
-#include "ExceptionCode.h"
+#include "common/ExceptionCode.h"
 #include "support/DynamicLibraryLoader.h"
 #include "support/StopWatch.h"
 

@@ -8,8 +8,8 @@
 
 #include <gtest/gtest.h>
 
-#include "VirtualScanner.h"
-#include "device/transport/EmulatedHIDInterface.h"
+#include "common/VirtualScanner.h"
+#include "emulator/EmulatedHIDInterface.h"
 #include "device/transport/TransportFactory.h"
 
 namespace {
@@ -29,7 +29,7 @@ void FillRequest(uint8_t* pReport, uint8_t ucCommand)
 TEST(EmulatedTransport, ReadsTimeOutAndLateRepliesGoToTheNextRead)
 {
     ClVirtualScanner scanner("T1");
-    std::unique_ptr<ClHIDInterface> pInterface(CreateHIDInterface());
+    std::unique_ptr<ClHIDInterface> pInterface = CreateHIDInterface();
     pInterface->Open(scanner.Info());
 
     uint8_t aucFirst[kReport];
@@ -54,7 +54,7 @@ TEST(EmulatedTransport, ReadsTimeOutAndLateRepliesGoToTheNextRead)
 
 TEST(EmulatedTransport, ClosedTransportsAndUnknownPathsFailCleanly)
 {
-    std::unique_ptr<ClHIDInterface> pInterface(CreateHIDInterface());
+    std::unique_ptr<ClHIDInterface> pInterface = CreateHIDInterface();
     pInterface->Close();
     pInterface->Close();
     uint8_t aucReport[kReport] = {};
@@ -72,7 +72,7 @@ TEST(EmulatedTransport, ClosedTransportsAndUnknownPathsFailCleanly)
 TEST(EmulatedTransport, UnplugFailsEveryTransferAndWakesAWaitingRead)
 {
     ClVirtualScanner scanner("U1");
-    std::unique_ptr<ClHIDInterface> pInterface(CreateHIDInterface());
+    std::unique_ptr<ClHIDInterface> pInterface = CreateHIDInterface();
     pInterface->Open(scanner.Info());
 
     // A read that waits without limit must not hang when the device goes away.

@@ -7,8 +7,8 @@
 
 #include <gtest/gtest.h>
 
-#include "ErrorTable.h"
-#include "Exception.h"
+#include "sdk/ErrorTable.h"
+#include "sdk/Exception.h"
 
 namespace {
 

@@ -7,8 +7,8 @@
 
 #include <gtest/gtest.h>
 
-#include "AllocationCounter.h"
-#include "ExceptionCode.h"
+#include "common/AllocationCounter.h"
+#include "common/ExceptionCode.h"
 #include "imaging/FpImage.h"
 
 namespace {

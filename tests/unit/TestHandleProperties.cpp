@@ -9,13 +9,13 @@
 
 #include <gtest/gtest.h>
 
-#include "ExceptionCode.h"
-#include "ScopedLogEnvironment.h"
-#include "OcqLogging.h"
-#include "PropertyExports.h"
-#include "SDKHandleBase.h"
-#include "SafeHandle.h"
-#include "TactiviewKR9.h"
+#include "common/ExceptionCode.h"
+#include "common/ScopedLogEnvironment.h"
+#include "sdk/OcqLogging.h"
+#include "api/PropertyExports.h"
+#include "session/SDKHandleBase.h"
+#include "sdk/SafeHandle.h"
+#include "sdk/TactiviewKR9.h"
 
 class ClKR9Handle;
 

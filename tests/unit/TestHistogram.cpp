@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-#include "ExceptionCode.h"
+#include "common/ExceptionCode.h"
 #include "imaging/FpImage.h"
 #include "imaging/Histogram.h"
 

@@ -7,10 +7,10 @@
 
 #include <gtest/gtest.h>
 
-#include "ExceptionCode.h"
-#include "ImageSamples.h"
-#include "imaging/IpAdd.h"
-#include "imaging/IpSubtract.h"
+#include "common/ExceptionCode.h"
+#include "common/ImageSamples.h"
+#include "processors/IpAdd.h"
+#include "processors/IpSubtract.h"
 #include "imaging/SampleDispatch.h"
 
 namespace {

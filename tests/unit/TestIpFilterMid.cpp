@@ -4,9 +4,9 @@
 
 #include <gtest/gtest.h>
 
-#include "ExceptionCode.h"
-#include "ReferenceFilters.h"
-#include "imaging/IpFilterMid.h"
+#include "common/ExceptionCode.h"
+#include "common/ReferenceFilters.h"
+#include "processors/IpFilterMid.h"
 #include "imaging/SampleDispatch.h"
 
 namespace {

@@ -6,9 +6,9 @@
 
 #include <gtest/gtest.h>
 
-#include "ExceptionCode.h"
-#include "ReferenceFilters.h"
-#include "imaging/IpFilterMin.h"
+#include "common/ExceptionCode.h"
+#include "common/ReferenceFilters.h"
+#include "processors/IpFilterMin.h"
 #include "imaging/SampleDispatch.h"
 
 namespace {

@@ -5,9 +5,9 @@
 
 #include <gtest/gtest.h>
 
-#include "ExceptionCode.h"
-#include "ReferenceFilters.h"
-#include "imaging/IpFilterVariance.h"
+#include "common/ExceptionCode.h"
+#include "common/ReferenceFilters.h"
+#include "processors/IpFilterVariance.h"
 #include "imaging/SampleDispatch.h"
 
 namespace {

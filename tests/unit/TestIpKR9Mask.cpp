@@ -10,9 +10,9 @@
 
 #include <gtest/gtest.h>
 
-#include "ExceptionCode.h"
-#include "SyntheticFinger.h"
-#include "imaging/IpKR9Mask.h"
+#include "common/ExceptionCode.h"
+#include "emulator/SyntheticFinger.h"
+#include "processors/IpKR9Mask.h"
 
 namespace {
 

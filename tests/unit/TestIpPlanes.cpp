@@ -6,10 +6,10 @@
 
 #include <gtest/gtest.h>
 
-#include "ExceptionCode.h"
-#include "ImageSamples.h"
-#include "imaging/IpJoinPlanes.h"
-#include "imaging/IpSplitPlanes.h"
+#include "common/ExceptionCode.h"
+#include "common/ImageSamples.h"
+#include "processors/IpJoinPlanes.h"
+#include "processors/IpSplitPlanes.h"
 #include "imaging/SampleDispatch.h"
 
 namespace {

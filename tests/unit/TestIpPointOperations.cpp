@@ -8,11 +8,11 @@
 
 #include <gtest/gtest.h>
 
-#include "ExceptionCode.h"
-#include "ImageSamples.h"
-#include "imaging/IpInvert.h"
-#include "imaging/IpSetBorder.h"
-#include "imaging/IpStretchRangeGlobal.h"
+#include "common/ExceptionCode.h"
+#include "common/ImageSamples.h"
+#include "processors/IpInvert.h"
+#include "processors/IpSetBorder.h"
+#include "processors/IpStretchRangeGlobal.h"
 #include "imaging/SampleDispatch.h"
 
 namespace {

@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "device/jtag/JtagPinQueue.h"
-#include "jtag/SimulatedTapChain.h"
+#include "emulator/jtag/SimulatedTapChain.h"
 
 TEST(JtagPinQueue, PacketsKeepTheOrderAndPairingOfPinChanges)
 {

@@ -9,9 +9,9 @@
 
 #include <gtest/gtest.h>
 
-#include "ExceptionCode.h"
+#include "common/ExceptionCode.h"
 #include "device/jtag/XsvfPlayer.h"
-#include "jtag/SimulatedTapChain.h"
+#include "emulator/jtag/SimulatedTapChain.h"
 
 namespace {
 

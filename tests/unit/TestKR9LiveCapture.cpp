@@ -10,10 +10,10 @@
 
 #include <gtest/gtest.h>
 
-#include "ExceptionCode.h"
-#include "NistFrame.h"
-#include "SDKLogger.h"
-#include "VirtualScanner.h"
+#include "common/ExceptionCode.h"
+#include "common/NistFrame.h"
+#include "sdk/SDKLogger.h"
+#include "common/VirtualScanner.h"
 #include "device/KR9Scanner.h"
 #include "imaging/FpImage.h"
 #include "session/KR9LiveCapture.h"

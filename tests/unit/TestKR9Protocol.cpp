@@ -8,7 +8,7 @@
 
 #include <gtest/gtest.h>
 
-#include "VirtualScanner.h"
+#include "common/VirtualScanner.h"
 #include "device/KR9USBProtocol.h"
 #include "device/transport/TransportFactory.h"
 
@@ -60,7 +60,7 @@ class Protocol : public testing::Test
 protected:
     void SetUp() override
     {
-        m_pInterface.reset(CreateHIDInterface());
+        m_pInterface = CreateHIDInterface();
         m_pInterface->Open(m_scanner.Info());
         m_pProtocol = std::make_unique<ClKR9USBProtocol>(m_pInterface.get());
         m_pProtocol->OpenSession();
@@ -169,7 +169,7 @@ TEST_F(Protocol, DeviceStringsAndFirmwareVersion)
 
     // A full eight-character serial has no terminator on the wire.
     ClVirtualScanner full("ABCDEFGH");
-    std::unique_ptr<ClHIDInterface> pInterface(CreateHIDInterface());
+    std::unique_ptr<ClHIDInterface> pInterface = CreateHIDInterface();
     pInterface->Open(full.Info());
     ClKR9USBProtocol protocol(pInterface.get());
     protocol.OpenSession();

@@ -8,7 +8,7 @@
 #include <gtest/gtest.h>
 
 #include "KR9Emulator.h"
-#include "VirtualScanner.h"
+#include "common/VirtualScanner.h"
 #include "device/KR9Scanner.h"
 #include "imaging/FpImage.h"
 

@@ -4,11 +4,11 @@
 
 #include <gtest/gtest.h>
 
-#include "ExceptionCode.h"
-#include "SDKBase.h"
-#include "SDKHelper.h"
-#include "SDKVersion.h"
-#include "TactiviewKR9.h"
+#include "common/ExceptionCode.h"
+#include "sdk/SDKBase.h"
+#include "sdk/SDKHelper.h"
+#include "sdk/SDKVersion.h"
+#include "sdk/TactiviewKR9.h"
 
 namespace {
 

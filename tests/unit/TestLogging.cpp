@@ -7,12 +7,12 @@
 
 #include <gtest/gtest.h>
 
-#include "ExceptionCode.h"
-#include "ScopedLogEnvironment.h"
-#include "OcqLogging.h"
-#include "SDKBase.h"
-#include "SDKLogger.h"
-#include "TactiviewKR9.h"
+#include "common/ExceptionCode.h"
+#include "common/ScopedLogEnvironment.h"
+#include "sdk/OcqLogging.h"
+#include "sdk/SDKBase.h"
+#include "sdk/SDKLogger.h"
+#include "sdk/TactiviewKR9.h"
 
 namespace {
 

@@ -10,7 +10,7 @@
 
 #include <gtest/gtest.h>
 
-#include "ExceptionCode.h"
+#include "common/ExceptionCode.h"
 #include "params/ParameterContainer.h"
 #include "params/TypedParameter.h"
 

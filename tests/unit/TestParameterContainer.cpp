@@ -7,7 +7,7 @@
 
 #include <gtest/gtest.h>
 
-#include "ExceptionCode.h"
+#include "common/ExceptionCode.h"
 #include "params/ParameterContainer.h"
 #include "params/TypedParameter.h"
 

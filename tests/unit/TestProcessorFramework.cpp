@@ -9,8 +9,8 @@
 
 #include <gtest/gtest.h>
 
-#include "ExceptionCode.h"
-#include "ImageSamples.h"
+#include "common/ExceptionCode.h"
+#include "common/ImageSamples.h"
 #include "imaging/FpImage.h"
 #include "params/Ip1to1Base.h"
 #include "params/ProcessorBase.h"

@@ -8,10 +8,10 @@
 
 #include <gtest/gtest.h>
 
-#include "ExceptionCode.h"
-#include "SDKHandleBase.h"
-#include "SafeHandle.h"
-#include "TactiviewKR9.h"
+#include "common/ExceptionCode.h"
+#include "session/SDKHandleBase.h"
+#include "sdk/SafeHandle.h"
+#include "sdk/TactiviewKR9.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 
 #include <gtest/gtest.h>
 
-#include "ExceptionCode.h"
+#include "common/ExceptionCode.h"
 #include "support/Stream.h"
 
 namespace {

@@ -5,7 +5,7 @@
 
 #include <gtest/gtest.h>
 
-#include "ExceptionCode.h"
+#include "common/ExceptionCode.h"
 #include "session/TpTripleBuffer.h"
 
 namespace {

@@ -3,9 +3,9 @@
 #include <cstdio>
 #include <cstring>
 
-#include "Exception.h"
-#include "OcqLogging.h"
-#include "SDKLogger.h"
+#include "sdk/Exception.h"
+#include "sdk/OcqLogging.h"
+#include "sdk/SDKLogger.h"
 #include "device/jtag/JtagLink.h"
 
 void ClJtagPinQueue::SetPin(EPin ePin, bool bHigh)

@@ -1,8 +1,8 @@
 #include "device/jtag/XsvfPlayer.h"
 
-#include "Exception.h"
-#include "OcqLogging.h"
-#include "SDKLogger.h"
+#include "sdk/Exception.h"
+#include "sdk/OcqLogging.h"
+#include "sdk/SDKLogger.h"
 
 namespace {
 

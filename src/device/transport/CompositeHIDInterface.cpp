@@ -2,7 +2,7 @@
 
 #include <cerrno>
 
-#include "Exception.h"
+#include "sdk/Exception.h"
 
 ClCompositeHIDInterface::ClCompositeHIDInterface(std::vector<StBackend> backends) : m_backends(std::move(backends)) {}
 

@@ -8,10 +8,10 @@
 #include <mutex>
 #include <vector>
 
-#include "Exception.h"
-#include "NeverDestroyed.h"
-#include "OcqLogging.h"
-#include "SDKLogger.h"
+#include "sdk/Exception.h"
+#include "sdk/NeverDestroyed.h"
+#include "sdk/OcqLogging.h"
+#include "sdk/SDKLogger.h"
 #include "device/transport/LibusbWrapper.h"
 
 namespace {
