@@ -33,8 +33,8 @@ def scanners() -> List[str]:
         code = lib.TV_KR9QueryScanners(records, byref(count))
         if code == errors.SUCCESS:
             raw = records.raw
-            return [raw[i:i + NAME_SIZE].split(b"\0", 1)[0].decode("latin-1") for i in range(0, NAME_SIZE * count.value,
-                                                                                           NAME_SIZE)]
+            return [raw[at:at + NAME_SIZE].split(b"\0", 1)[0].decode("latin-1")
+                    for at in range(0, NAME_SIZE * count.value, NAME_SIZE)]
 
 
 class Properties:
@@ -88,10 +88,14 @@ class Scanner:
             lib.TV_KR9Uninitialize()
             raise
         self.properties = Properties(self)
-        self.size: Tuple[int, int] = self._pair("TV_KR9GetImageSize", "reading the image size")
-        """(width, height) of the images in pixels."""
-        self.dpi: Tuple[int, int] = self._pair("TV_KR9GetImageDPI", "reading the resolution")
-        """(horizontal, vertical) resolution in dots per inch."""
+        try:
+            self.size: Tuple[int, int] = self._pair("TV_KR9GetImageSize", "reading the image size")
+            """(width, height) of the images in pixels."""
+            self.dpi: Tuple[int, int] = self._pair("TV_KR9GetImageDPI", "reading the resolution")
+            """(horizontal, vertical) resolution in dots per inch."""
+        except BaseException:
+            self.close()
+            raise
 
     def __enter__(self) -> "Scanner":
         return self
