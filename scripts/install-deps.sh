@@ -11,6 +11,7 @@ packages=(
   libpng-dev
   binutils
   clang libclang-rt-14-dev
+  python3-numpy python3-pytest python3-setuptools python3-pip python3-venv
 )
 
 missing=()
