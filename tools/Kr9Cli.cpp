@@ -1,5 +1,6 @@
 // The subcommands of `kr9`. Built on the public headers only: this is also the
-// reference for an application's use of the SDK.
+// reference for an application's use of the SDK. `kr9 jtag` alone needs the
+// SDK's inside and lives apart, in JtagCommand.
 #include "tools/Kr9Cli.h"
 
 #include <unistd.h>
@@ -12,6 +13,7 @@
 #include <vector>
 
 #include "tools/ImageFiles.h"
+#include "tools/JtagCommand.h"
 #include "KR9Emulator.h"
 #include "QuorvaneTactiviewKR9.h"
 #include "tools/TerminalView.h"
@@ -43,6 +45,7 @@ struct StOptions
     std::string strName;
     std::string strOutput;
     std::string strMask;
+    std::string strXsvfFile;   // jtag
     double dTimeoutS = 30.0;
     long nFrames = -1;   // preview: no limit
     bool bVirtual = false;
@@ -56,7 +59,8 @@ const char* const kUsage =
     "  info [NAME]           serial number, versions, image size and resolution\n"
     "  capture [NAME] -o FILE.png   captures one fingerprint into a PNG (or .pgm)\n"
     "  preview [NAME]        a live view in the terminal until the image is final\n"
-    "Every command takes --virtual[=SEED]: a virtual scanner whose synthetic finger\n"
+    "  jtag FILE.xsvf        plays an XSVF file on the JTAG chain (--virtual: a simulated one)\n"
+    "The scanner commands take --virtual[=SEED]: a virtual scanner whose synthetic finger\n"
     "is placed, pressed, held and lifted by itself, so no hardware is needed.\n";
 
 const char* HelpOf(const std::string& strCommand)
@@ -80,6 +84,14 @@ const char* HelpOf(const std::string& strCommand)
                "  Shows the live image in the terminal, with the finger area and whether the\n"
                "  image is steady, until the image is final or Ctrl-C.\n"
                "  --frames N  ends after N images\n";
+    if (strCommand == "jtag")
+        return "usage: kr9 jtag FILE.xsvf --virtual\n"
+               "  Plays the XSVF file command by command, showing the commands done and the\n"
+               "  bytes read, and ends with the player's outcome: \"No error\" and exit code 0\n"
+               "  when the stream ran to its end, else the error and exit code 1.\n"
+               "  --virtual   plays against a simulated chain of one device and shows the\n"
+               "              TAP state and the last TDO read it ended with. Without it kr9\n"
+               "              refuses: it has no link to a real scanner's JTAG chain.\n";
     return nullptr;
 }
 
@@ -124,7 +136,7 @@ std::string Parse(int argc, char** argv, StOptions& options)
             options.bHelp = true;
         } else if (strArg == "--virtual") {
             options.bVirtual = true;
-        } else if (strArg.compare(0, 10, "--virtual=") == 0) {
+        } else if (strArg.compare(0, 10, "--virtual=") == 0 && options.strCommand != "jtag") {
             if (!ParseNumber(argv[i] + 10, 0, 4294967295.0, dValue))
                 return "--virtual=SEED needs a whole number";
             options.bVirtual = true;
@@ -140,7 +152,10 @@ std::string Parse(int argc, char** argv, StOptions& options)
             if (!ParseNumber(argv[++i], 1, 1e9, dValue))
                 return "--frames needs a positive whole number";
             options.nFrames = static_cast<long>(dValue);
-        } else if (strArg[0] != '-' && options.strName.empty() && options.strCommand != "list") {
+        } else if (strArg[0] != '-' && options.strXsvfFile.empty() && options.strCommand == "jtag") {
+            options.strXsvfFile = strArg;
+        } else if (strArg[0] != '-' && options.strName.empty() && options.strCommand != "list" &&
+                   options.strCommand != "jtag") {
             options.strName = strArg;
         } else {
             return "unexpected argument \"" + strArg + "\" for " + options.strCommand;
@@ -148,6 +163,8 @@ std::string Parse(int argc, char** argv, StOptions& options)
     }
     if (options.strCommand == "capture" && options.strOutput.empty() && !options.bHelp)
         return "capture needs -o FILE.png";
+    if (options.strCommand == "jtag" && options.strXsvfFile.empty() && !options.bHelp)
+        return "jtag needs FILE.xsvf";
     return std::string();
 }
 
@@ -474,6 +491,9 @@ int RunKr9(int argc, char** argv, FILE* pOut, FILE* pErr)
         fputs(pszHelp != nullptr ? pszHelp : kUsage, pOut);
         return 0;
     }
+    // The JTAG chain is not reached through a scanner session: no SDK, no virtual scanner.
+    if (options.strCommand == "jtag")
+        return RunJtagCommand(options.strXsvfFile, options.bVirtual, pOut, pErr);
 
     ClVirtualScanner virtualScanner;
     if (options.bVirtual && !virtualScanner.Plug(options.uiSeed, pErr))

@@ -191,4 +191,35 @@ TEST(Kr9Program, AScannerOpenInAnotherProcessIsReportedAsInUse)
     EXPECT_TRUE(WIFEXITED(nStatus) && WEXITSTATUS(nStatus) == 1);
 }
 
+// XSVF files on the simulated chain: the seed stream reads the IDCODE and runs
+// the TAP to Run-Test/Idle; a copy that expects another IDCODE, with no retries,
+// stops at its compare; hardware, a missing file and a directory are refused.
+TEST(Kr9Program, JtagPlaysXsvfFilesOnTheSimulatedChainAndEndsWithTheOutcome)
+{
+    std::ifstream seed(KR9_XSVF_CORPUS "/idcode.xsvf", std::ios::binary);
+    std::string strStream((std::istreambuf_iterator<char>(seed)), std::istreambuf_iterator<char>());
+    ASSERT_EQ(strStream.size(), 32u);
+    strStream[1] = 0;                      // XREPEAT 0
+    strStream[strStream.size() - 2] ^= 1;  // the expected IDCODE's last byte
+    std::ofstream("kr9_wrong_idcode.xsvf", std::ios::binary) << strStream;
+    const struct { std::vector<std::string> args; int nExit; const char* pszOut; const char* pszErr; } cases[] = {
+        {{"jtag", KR9_XSVF_CORPUS "/idcode.xsvf", "--virtual"}, 0,
+         "8 commands, 32 of 32 bytes\nSimulated chain of one device, IDCODE 0x0A5C3093: TAP state Run-Test/Idle, "
+         "instruction 0x01, last TDO read 0x0A5C3093\nNo error\n", ""},
+        {{"jtag", "--virtual", "kr9_wrong_idcode.xsvf"}, 1, "7 commands, 31 of 32 bytes\n",
+         "kr9: playing \"kr9_wrong_idcode.xsvf\": command 0x09 ending at byte 31: ERROR:  TDO mismatch\n"
+         "kr9: TDO read 0x0A5C3093, expected 0x0A5C3092\n"},
+        {{"jtag", "kr9_missing.xsvf", "--virtual"}, 1, "",
+         "kr9: playing \"kr9_missing.xsvf\": error -200: Failed to open the specified file.\n"},
+        {{"jtag", ".", "--virtual"}, 1, "", "kr9: playing \".\": error -200: "},   // a directory is no stream
+        {{"jtag", KR9_XSVF_CORPUS "/idcode.xsvf"}, 1, "", "kr9: jtag: playing on a scanner needs a link to its JTAG"},
+    };
+    for (const auto& c : cases) {
+        const StRun run = Kr9(c.args);
+        EXPECT_EQ(run.nExit, c.nExit) << run.strErr;
+        EXPECT_EQ(run.strOut, c.pszOut);
+        EXPECT_EQ(run.strErr.compare(0, strlen(c.pszErr), c.pszErr), 0) << run.strErr;
+    }
+}
+
 }  // namespace

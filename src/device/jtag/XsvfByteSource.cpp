@@ -9,7 +9,13 @@ bool ClXsvfByteSource::OpenFile(const std::string& strPath)
     if (!m_pFile)
         return false;
     struct stat status;
-    if (fstat(fileno(m_pFile.get()), &status) == 0 && S_ISREG(status.st_mode))
+    const bool bKnown = fstat(fileno(m_pFile.get()), &status) == 0;
+    // A directory opens for reading here but yields no byte: it is no stream.
+    if (bKnown && S_ISDIR(status.st_mode)) {
+        m_pFile.reset();
+        return false;
+    }
+    if (bKnown && S_ISREG(status.st_mode))
         m_uiSize = static_cast<uint64_t>(status.st_size);
     return true;
 }
