@@ -34,62 +34,26 @@ ClAllocationCounter::ClAllocationCounter() : m_nStart(t_nAllocations), m_bWasCou
     t_bCounting = true;
 }
 
-ClAllocationCounter::~ClAllocationCounter()
-{
-    t_bCounting = m_bWasCounting;
-}
+ClAllocationCounter::~ClAllocationCounter() { t_bCounting = m_bWasCounting; }
 
-long ClAllocationCounter::Count() const
-{
-    return t_nAllocations - m_nStart;
-}
+long ClAllocationCounter::Count() const { return t_nAllocations - m_nStart; }
 
-void* operator new(std::size_t nBytes)
-{
-    return CountedAllocateOrThrow(nBytes);
-}
+void* operator new(std::size_t nBytes) { return CountedAllocateOrThrow(nBytes); }
 
-void* operator new[](std::size_t nBytes)
-{
-    return CountedAllocateOrThrow(nBytes);
-}
+void* operator new[](std::size_t nBytes) { return CountedAllocateOrThrow(nBytes); }
 
-void* operator new(std::size_t nBytes, const std::nothrow_t&) noexcept
-{
-    return CountedAllocate(nBytes);
-}
+void* operator new(std::size_t nBytes, const std::nothrow_t&) noexcept { return CountedAllocate(nBytes); }
 
-void* operator new[](std::size_t nBytes, const std::nothrow_t&) noexcept
-{
-    return CountedAllocate(nBytes);
-}
+void* operator new[](std::size_t nBytes, const std::nothrow_t&) noexcept { return CountedAllocate(nBytes); }
 
-void operator delete(void* pBlock) noexcept
-{
-    std::free(pBlock);
-}
+void operator delete(void* pBlock) noexcept { std::free(pBlock); }
 
-void operator delete[](void* pBlock) noexcept
-{
-    std::free(pBlock);
-}
+void operator delete[](void* pBlock) noexcept { std::free(pBlock); }
 
-void operator delete(void* pBlock, std::size_t) noexcept
-{
-    std::free(pBlock);
-}
+void operator delete(void* pBlock, std::size_t) noexcept { std::free(pBlock); }
 
-void operator delete[](void* pBlock, std::size_t) noexcept
-{
-    std::free(pBlock);
-}
+void operator delete[](void* pBlock, std::size_t) noexcept { std::free(pBlock); }
 
-void operator delete(void* pBlock, const std::nothrow_t&) noexcept
-{
-    std::free(pBlock);
-}
+void operator delete(void* pBlock, const std::nothrow_t&) noexcept { std::free(pBlock); }
 
-void operator delete[](void* pBlock, const std::nothrow_t&) noexcept
-{
-    std::free(pBlock);
-}
+void operator delete[](void* pBlock, const std::nothrow_t&) noexcept { std::free(pBlock); }

@@ -36,6 +36,7 @@ TEST(Ip2to1Base, EightBitResultsBelowAndAboveTheTableLimit)
         ClIpSubtract subtract;
         EXPECT_EQ(PairResult<uint8_t>(subtract, 10, 20, nSize, ClImage::default_), 0);
         EXPECT_EQ(PairResult<uint8_t>(subtract, 20, 10, nSize, ClImage::default_), 10);
+        EXPECT_EQ(PairResult<uint8_t>(subtract, 255, 0, nSize, ClImage::default_), 255) << "the last row of the table";
         ClIpAdd add;
         EXPECT_EQ(PairResult<uint8_t>(add, 200, 100, nSize, ClImage::default_), 150);
         EXPECT_EQ(PairResult<uint8_t>(add, 201, 100, nSize, ClImage::default_), 150);

@@ -1,7 +1,6 @@
 // Local variance: the two-pass running sums against direct window sums.
 #include <algorithm>
 #include <cstdint>
-#include <string>
 
 #include <gtest/gtest.h>
 
@@ -82,9 +81,8 @@ TEST(IpFilterVariance, ProcessorShapesTheOutputAndRefusesColourImages)
     colour.Create(ClImage::uint8, 4, 4, 3, 0, 0, true);
     variance.SetInImage(&colour);
     EXPECT_FALSE(variance.CanProcess());
-    std::string strText;
-    EXPECT_EQ(CodeOf([&] { variance.Run(&colour, &out); }, &strText), ZRT_ERROR_INVALID_PARAMETER);
-    EXPECT_NE(strText.find("Input image has too many planes."), std::string::npos) << strText;
+    EXPECT_EQ(CodeOf([&] { variance.Run(&colour, &out); }, "Input image has too many planes."),
+              ZRT_ERROR_INVALID_PARAMETER);
 }
 
 }  // namespace
