@@ -14,17 +14,15 @@ thread_local bool t_bCounting = false;
 
 void* CountedAllocate(std::size_t nBytes) noexcept
 {
-    if (t_bCounting)
-        ++t_nAllocations;
+    t_nAllocations += t_bCounting ? 1 : 0;
     return std::malloc(nBytes == 0 ? 1 : nBytes);
 }
 
 void* CountedAllocateOrThrow(std::size_t nBytes)
 {
-    void* pBlock = CountedAllocate(nBytes);
-    if (pBlock == nullptr)
-        throw std::bad_alloc();
-    return pBlock;
+    if (void* pBlock = CountedAllocate(nBytes))
+        return pBlock;
+    throw std::bad_alloc();
 }
 
 }  // namespace

@@ -82,7 +82,7 @@ TEST(Logging, DebuggerChannelTakesEveryLevelWhateverTheLimit)
         << g_debugLines[0];
 }
 
-TEST(Logging, SdkLoggerDoesNothingWithoutSinkAndAllowsOneMoreByte)
+TEST(Logging, SdkLoggerDoesNothingWithoutSinkAllowsOneMoreByteAndFollowsTheLimit)
 {
     ClSDKLogger::SetSink(nullptr);
     // Without a sink the format is not even looked at.
@@ -98,11 +98,8 @@ TEST(Logging, SdkLoggerDoesNothingWithoutSinkAndAllowsOneMoreByte)
     EXPECT_EQ(CodeOf([] { ClSDKLogger::LogDebug("at debug %s", "level"); }), 0);
     EXPECT_EQ(g_sinkLines, (std::vector<std::pair<int32_t, std::string>>{{eLogError, s_strExactly1024},
                                                                          {eLogDebug, "at debug level"}}));
-    ClSDKLogger::SetSink(nullptr);
-}
 
-TEST(Logging, SdkSinkFollowsTheSwitchAndTheLimit)
-{
+    // The library's own sink follows the switch and the limit of the console.
     ScopedLogEnvironment environment("1", "3");
     ClSDKLogger::SetSink(&SDKLogSink);
     testing::internal::CaptureStdout();

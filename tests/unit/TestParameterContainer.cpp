@@ -133,9 +133,7 @@ TEST_F(ParameterTree, CloneIsADeepCopyOfTheConfiguration)
     EXPECT_EQ(target.FindChild("old"), nullptr);
     EXPECT_EQ(target.GetChildCount(), 2u);
 
-    int nLeaf = 0;
     TpParameterNumeric<int> leaf;
-    leaf.Bind(&nLeaf, kParameterIn);
     EXPECT_EQ(CodeOf([&] { m_root.CopySetupTo(leaf); }, "pCast is not set"), ZRT_ERROR_BAD_POINTER);
 }
 

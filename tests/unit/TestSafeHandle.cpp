@@ -59,15 +59,13 @@ TEST_F(SafeHandle, LifeOfAHandleRunsTheHooksOnceAndNullsTheVariable)
 {
     void* hHandle = reinterpret_cast<void*>(0x1);
     ASSERT_EQ(CodeOf([&] { TestSafeHandle::Create(&hHandle); }), 0);
-    ASSERT_NE(hHandle, nullptr);
     EXPECT_EQ(std::make_pair(g_hooks.nCreated, g_hooks.nAfterCreate), std::make_pair(1, 1));
-    EXPECT_NE(TestSafeHandle::GetObject(hHandle), nullptr);
+    ASSERT_NE(TestSafeHandle::GetObject(hHandle), nullptr);
     void* hCopy = hHandle;
     ASSERT_EQ(CodeOf([&] { TestSafeHandle::Destroy(&hHandle); }), 0);
-    EXPECT_EQ(hHandle, nullptr);
     EXPECT_EQ(std::make_pair(g_hooks.nBeforeDestroy, g_hooks.nDestroyed), std::make_pair(1, 1));
 
-    // Stale values are refused without being read; the variable now null gives -42.
+    // Stale values are refused without being read; the variable, nulled by Destroy, gives -42.
     EXPECT_EQ(CodeOf([&] { TestSafeHandle::GetObject(hCopy); }), ZRT_ERROR_INVALID_HANDLE);
     EXPECT_EQ(CodeOf([&] { TestSafeHandle::Destroy(&hCopy); }), ZRT_ERROR_INVALID_HANDLE);
     EXPECT_EQ(CodeOf([&] { TestSafeHandle::Destroy(&hHandle); }), ZRT_ERROR_NO_HANDLE);
