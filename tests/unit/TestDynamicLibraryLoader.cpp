@@ -66,8 +66,7 @@ TEST(DynamicLibrary, FailuresCarryTheirCodeTheNameAndTheSystemsReason)
     };
     EXPECT_EQ(CodeOf(resolve, "undefined symbol: kr9_no_such_function\nkr9_no_such_function"),
               ZRT_ERROR_UNKNOWN_PARAMETER);
-    EXPECT_NE(pfnCos, nullptr);
-    EXPECT_EQ(pfnMissing, nullptr);
+    EXPECT_TRUE(pfnCos != nullptr && pfnMissing == nullptr);
 
     // With nothing loaded a symbol of the process (malloc) must not be found either.
     loader.Free();

@@ -93,10 +93,10 @@ protected:
         char szName[64];
         size_t nSize = sizeof(szName);
         first(szName, &nSize);
-        std::vector<std::string> names;
-        do
+        std::vector<std::string> names{szName};
+        const auto readNext = [&] { nSize = sizeof(szName); return CodeOf([&] { next(szName, &nSize); }) == 0; };
+        while (readNext())
             names.push_back(szName);
-        while ((nSize = sizeof(szName), CodeOf([&] { next(szName, &nSize); }) == 0));
         return names;
     }
 
@@ -108,7 +108,10 @@ protected:
 using P = PlainExports;
 int32_t Get(void* h, const char* n, char* v, uint64_t* s) { return P::GetPropertyA("TV_KR9GetPropertyA", h, n, v, s); }
 int32_t Set(void* h, const char* n, const char* v) { return P::SetPropertyA("TV_KR9SetPropertyA", h, n, v); }
-int32_t GetLong(void* h, const char* n, TV_KR9Long* v) { return P::GetPropertyLongA("GetPropertyLongA", h, n, v); }
+int32_t GetLong(void* h, const char* n, TV_KR9Long* v)
+{
+    return P::GetPropertyLongA("TV_KR9GetPropertyLongA", h, n, v);
+}
 int32_t SetLong(void* h, const char* n, TV_KR9Long v) { return P::SetPropertyLongA("TV_KR9SetPropertyLongA", h, n, v); }
 
 TEST_F(HandleProperties, VersionGivesTheResultsOfTheInterface)

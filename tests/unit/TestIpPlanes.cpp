@@ -86,8 +86,7 @@ TEST(IpPlanes, JoinFillsEmptyPlanesAndKnowsWhichContentsItCanJoin)
     EXPECT_EQ(untouched.Data(), nullptr);
     join.SetPlaneCount(2);
     ASSERT_EQ(join.Run(&untouched, &aPlanes[0], &aPlanes[1], nullptr, nullptr), 0);
-    EXPECT_EQ(untouched.Planes(), 2);
-    EXPECT_EQ(SampleAt<uint16_t>(untouched, 2, 1, 1), 1012);
+    EXPECT_EQ(std::make_pair(untouched.Planes(), int(SampleAt<uint16_t>(untouched, 2, 1, 1))), std::make_pair(2, 1012));
 
     // Planes of another sample type are refused before anything is written.
     ClImage other;

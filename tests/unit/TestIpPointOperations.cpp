@@ -94,8 +94,7 @@ TEST(IpPointOperations, LookUpTableMapsEveryPlaneAndNeedsAnInput)
     stretch.SetOldRange(0, 255);
     stretch.SetNewRange(255, 0);  // every entry limited to 0
     ASSERT_EQ(stretch.Run(&colour, &out), 0);
-    EXPECT_EQ(out.Planes(), 3);
-    EXPECT_EQ(out.Content(), ClImage::eHSV);
+    EXPECT_EQ(std::make_pair(out.Planes(), out.Content()), std::make_pair(3, ClImage::eHSV));
     for (int32_t p = 0; p < 3; ++p)
         EXPECT_EQ(SampleAt<uint8_t>(out, 4, 3, p), 0);
 

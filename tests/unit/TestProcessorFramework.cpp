@@ -118,7 +118,7 @@ TEST(ProcessorRun, SequenceStopsAtPrepareAndRaisesAFailedFinalize)
         {ZRT_ERROR_PARAM_IS_MISSING, 0, 0, false, ZRT_ERROR_PARAM_IS_MISSING, "P"},
         {0, ZRT_ERROR_INTERNAL, 0, false, ZRT_ERROR_INTERNAL, "PWF-101"},  // a result, not an exception
         {0, 0, 5, false, 5, "PWF0"},                                       // raised
-        {0, 0, 0, true, ZRT_ERROR_DEVICE_INTERNAL, "PW"}};                  // passes through, skips Finalize
+        {0, 0, 0, true, ZRT_ERROR_DEVICE_INTERNAL, "PW"}};                 // passes through, skips Finalize
     for (const auto& run : aRuns) {
         ClSequenceProbe probe;
         std::tie(probe.m_nPrepareResult, probe.m_nProcessResult, probe.m_nFinalizeResult, probe.m_bThrowInProcess) =

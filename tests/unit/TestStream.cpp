@@ -164,14 +164,14 @@ TEST(MemStream, OwnedBlockGrowsKeepsItsContentAndZeroesSeekGaps)
     uint8_t nByte = 0;
     EXPECT_EQ(gap.Read(nByte), 0u) << "nothing to read beyond the content";
     gap.Write(uint8_t{0x55});
-    EXPECT_EQ(Content(gap), (Bytes{0xFF, 0xFF, 0xFF, 0xFF, 0, 0, 0, 0, 0x55}));
+    Bytes expected{0xFF, 0xFF, 0xFF, 0xFF, 0, 0, 0, 0, 0x55};
+    EXPECT_EQ(Content(gap), expected);
 
     // Beyond the block: it grows first.
     EXPECT_EQ(gap.Seek(500, 0), 0);
-    Bytes expected = Content(gap);
+    gap.Write(uint8_t{0x66});
     expected.resize(501);
     expected[500] = 0x66;
-    gap.Write(uint8_t{0x66});
     EXPECT_EQ(Content(gap), expected);
     if (kHugeAllocationsFail) {
         // A target before the start is huge: the block cannot grow to it.
