@@ -2,9 +2,8 @@
 #include <cstdint>
 #include <cstring>
 #include <regex>
-#include <sstream>
 #include <string>
-#include <tuple>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -21,47 +20,35 @@ std::string NameAt(const std::vector<char>& names, size_t uiIndex)
     return std::string(pRecord, strnlen(pRecord, TV_KR9_SCANNER_NAME_SIZE));
 }
 
-TEST(DiscoveryApi, ListsNoneOneAndThreeVirtualScanners)
+TEST(DiscoveryApi, ListsVirtualScannersByTheSizeProtocol)
 {
+    // (Names and the untouched devices are the scanner class's tests; here the buffer rules of the export.)
     uint64_t uiCount = 0;
     EXPECT_EQ(TV_KR9QueryScanners(nullptr, &uiCount), ZRT_SUCCESS);
     EXPECT_EQ(uiCount, 0u);
 
     KR9EMU_Device* pFirst = KR9EMU_Plug("11111111");
-    ASSERT_NE(pFirst, nullptr);
-    EXPECT_EQ(TV_KR9QueryScanners(nullptr, &uiCount), ZRT_ERROR_SIZE_TOO_SMALL);
-    EXPECT_EQ(uiCount, 1u);
-    std::vector<char> names(TV_KR9_SCANNER_NAME_SIZE * 4, 'x');
-    EXPECT_EQ(TV_KR9QueryScanners(names.data(), &uiCount), ZRT_SUCCESS);
-    EXPECT_EQ(NameAt(names, 0), "KR9 11111111");
-    EXPECT_EQ(std::string(names.data() + 12, 4), std::string(4, '\0')) << "zero-filled behind the name";
-
     KR9EMU_Device* pSecond = KR9EMU_Plug("2");
-    KR9EMU_Device* pThird = KR9EMU_Plug("");
-    uiCount = 2;
-    std::fill(names.begin(), names.end(), 'x');
+    ASSERT_TRUE(pFirst != nullptr && pSecond != nullptr);
+    EXPECT_EQ(TV_KR9QueryScanners(nullptr, &uiCount), ZRT_ERROR_SIZE_TOO_SMALL);
+    EXPECT_EQ(uiCount, 2u);
+    std::vector<char> names(TV_KR9_SCANNER_NAME_SIZE * 3, 'x');
+    uiCount = 1;
     EXPECT_EQ(TV_KR9QueryScanners(names.data(), &uiCount), ZRT_ERROR_SIZE_TOO_SMALL);
-    EXPECT_EQ(uiCount, 3u);
-    EXPECT_EQ(names[0], 'x') << "nothing is written into a buffer that is too small";
+    EXPECT_EQ(std::make_pair(uiCount, names[0]), std::make_pair(uint64_t(2), 'x')) << "nothing written when too small";
     EXPECT_EQ(TV_KR9QueryScanners(names.data(), &uiCount), ZRT_SUCCESS);
-    EXPECT_EQ(std::make_tuple(NameAt(names, 0), NameAt(names, 1), NameAt(names, 2)),
-              std::make_tuple("KR9 11111111", "KR9 2", "KR9 "));
-    EXPECT_EQ(names[3 * TV_KR9_SCANNER_NAME_SIZE], 'x') << "records beyond the count stay untouched";
+    EXPECT_EQ(NameAt(names, 0) + "|" + NameAt(names, 1), "KR9 11111111|KR9 2");
+    EXPECT_EQ(std::string(names.data() + 12, 4), std::string(4, '\0')) << "zero-filled behind the name";
+    EXPECT_EQ(names[2 * TV_KR9_SCANNER_NAME_SIZE], 'x') << "records beyond the count stay untouched";
 
-    // Null buffer with scanners present, null count.
+    // A null buffer with scanners present and room claimed, and a null count.
     uiCount = 5;
     EXPECT_EQ(TV_KR9QueryScanners(nullptr, &uiCount), ZRT_ERROR_BAD_POINTER);
     EXPECT_EQ(TV_KR9QueryScanners(names.data(), nullptr), ZRT_ERROR_BAD_POINTER);
-
-    // Discovery leaves the devices alone: no session is started.
-    KR9EMU_Stats stats;
-    ASSERT_EQ(KR9EMU_GetStats(pFirst, &stats), ZRT_SUCCESS);
-    EXPECT_EQ(std::make_pair(stats.started, stats.registers[28]), std::make_pair(0, uint8_t(0x5A)));
-
     EXPECT_EQ(KR9EMU_Unplug(pSecond), ZRT_SUCCESS);
     EXPECT_EQ(TV_KR9QueryScanners(names.data(), &uiCount), ZRT_SUCCESS);
-    EXPECT_EQ(uiCount, 2u);
-    EXPECT_EQ(KR9EMU_Unplug(pFirst) | KR9EMU_Unplug(pThird), ZRT_SUCCESS);
+    EXPECT_EQ(uiCount, 1u);
+    EXPECT_EQ(KR9EMU_Unplug(pFirst), ZRT_SUCCESS);
 }
 
 TEST(DiscoveryApi, ScannerLeavingDuringAListingIsLoggedAsOneDebugLine)
@@ -69,20 +56,14 @@ TEST(DiscoveryApi, ScannerLeavingDuringAListingIsLoggedAsOneDebugLine)
     ProbeRun run = RunProbe("QUORVANE_SDK_LOG=1", "init query-leaving uninit");
     ASSERT_EQ(run.nExitStatus, 0);
     EXPECT_NE(run.strOutput.find("query-leaving = -61\n"), std::string::npos) << run.strOutput;
-    const std::regex stamped(R"(\d{4}-[A-Z][a-z]{2}-\d{2} [\d:.]+ \[(\w+)\] - (.*))");
-    const std::regex result(R"([a-z-]+ = -?\d+)");
-    std::istringstream lines(run.strOutput);
-    int nExceptionLines = 0;
-    for (std::string strLine; std::getline(lines, strLine);) {
-        std::smatch match;
-        if (!std::regex_match(strLine, match, stamped)) {
-            EXPECT_TRUE(std::regex_match(strLine, result)) << "a stray line: '" << strLine << "'";
-        } else if (match[2].str().rfind("TV_KR9QueryScanners - Exception: ", 0) == 0) {
-            ++nExceptionLines;
-            EXPECT_EQ(match[1], "Debug");
-        }
-    }
-    EXPECT_EQ(nExceptionLines, 1) << run.strOutput;
+    // Every line is a stamped log line or a result of the probe; the exception is one line, at Debug.
+    const std::regex line(R"((\d{4}-[A-Z][a-z]{2}-\d{2} [\d:.]+ \[\w+\] - .*|[a-z-]+ = -?\d+)\n)");
+    EXPECT_EQ(std::regex_replace(run.strOutput, line, ""), "") << "stray output in\n" << run.strOutput;
+    const std::regex exception(R"(\[(\w+)\] - TV_KR9QueryScanners - Exception: )");
+    std::smatch match;
+    ASSERT_TRUE(std::regex_search(run.strOutput, match, exception)) << run.strOutput;
+    EXPECT_EQ(match[1], "Debug");
+    EXPECT_FALSE(std::regex_search(match.suffix().str(), exception)) << run.strOutput;
 
     // An application that filters for errors sees the call's own Error line only.
     run = RunProbe("QUORVANE_SDK_LOG=1 QUORVANE_SDK_LOG_LEVEL=3", "init query-leaving uninit");

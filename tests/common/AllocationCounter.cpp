@@ -14,17 +14,15 @@ thread_local bool t_bCounting = false;
 
 void* CountedAllocate(std::size_t nBytes) noexcept
 {
-    if (t_bCounting)
-        ++t_nAllocations;
+    t_nAllocations += t_bCounting ? 1 : 0;
     return std::malloc(nBytes == 0 ? 1 : nBytes);
 }
 
 void* CountedAllocateOrThrow(std::size_t nBytes)
 {
-    void* pBlock = CountedAllocate(nBytes);
-    if (pBlock == nullptr)
-        throw std::bad_alloc();
-    return pBlock;
+    if (void* pBlock = CountedAllocate(nBytes))
+        return pBlock;
+    throw std::bad_alloc();
 }
 
 }  // namespace
@@ -34,62 +32,26 @@ ClAllocationCounter::ClAllocationCounter() : m_nStart(t_nAllocations), m_bWasCou
     t_bCounting = true;
 }
 
-ClAllocationCounter::~ClAllocationCounter()
-{
-    t_bCounting = m_bWasCounting;
-}
+ClAllocationCounter::~ClAllocationCounter() { t_bCounting = m_bWasCounting; }
 
-long ClAllocationCounter::Count() const
-{
-    return t_nAllocations - m_nStart;
-}
+long ClAllocationCounter::Count() const { return t_nAllocations - m_nStart; }
 
-void* operator new(std::size_t nBytes)
-{
-    return CountedAllocateOrThrow(nBytes);
-}
+void* operator new(std::size_t nBytes) { return CountedAllocateOrThrow(nBytes); }
 
-void* operator new[](std::size_t nBytes)
-{
-    return CountedAllocateOrThrow(nBytes);
-}
+void* operator new[](std::size_t nBytes) { return CountedAllocateOrThrow(nBytes); }
 
-void* operator new(std::size_t nBytes, const std::nothrow_t&) noexcept
-{
-    return CountedAllocate(nBytes);
-}
+void* operator new(std::size_t nBytes, const std::nothrow_t&) noexcept { return CountedAllocate(nBytes); }
 
-void* operator new[](std::size_t nBytes, const std::nothrow_t&) noexcept
-{
-    return CountedAllocate(nBytes);
-}
+void* operator new[](std::size_t nBytes, const std::nothrow_t&) noexcept { return CountedAllocate(nBytes); }
 
-void operator delete(void* pBlock) noexcept
-{
-    std::free(pBlock);
-}
+void operator delete(void* pBlock) noexcept { std::free(pBlock); }
 
-void operator delete[](void* pBlock) noexcept
-{
-    std::free(pBlock);
-}
+void operator delete[](void* pBlock) noexcept { std::free(pBlock); }
 
-void operator delete(void* pBlock, std::size_t) noexcept
-{
-    std::free(pBlock);
-}
+void operator delete(void* pBlock, std::size_t) noexcept { std::free(pBlock); }
 
-void operator delete[](void* pBlock, std::size_t) noexcept
-{
-    std::free(pBlock);
-}
+void operator delete[](void* pBlock, std::size_t) noexcept { std::free(pBlock); }
 
-void operator delete(void* pBlock, const std::nothrow_t&) noexcept
-{
-    std::free(pBlock);
-}
+void operator delete(void* pBlock, const std::nothrow_t&) noexcept { std::free(pBlock); }
 
-void operator delete[](void* pBlock, const std::nothrow_t&) noexcept
-{
-    std::free(pBlock);
-}
+void operator delete[](void* pBlock, const std::nothrow_t&) noexcept { std::free(pBlock); }

@@ -48,8 +48,5 @@ TpTestPlane<T> RandomPlane(int32_t nWidth, int32_t nHeight, uint32_t nSeed, int3
 template <typename T>
 TpTestPlane<T> EmptyPlaneLike(const TpTestPlane<T>& plane)
 {
-    TpTestPlane<T> result = plane;
-    for (T& sample : result.aSamples)
-        sample = T();
-    return result;
+    return {plane.nWidth, plane.nHeight, plane.nStride, std::vector<T>(plane.aSamples.size())};
 }

@@ -5,11 +5,20 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <tuple>
 #include <type_traits>
 
 #include <gtest/gtest.h>
 
 #include "common/RandomSamples.h"
+
+// Calls check(T()) for each of the eight sample types.
+template <typename TCheck>
+void ForEachSampleType(TCheck check)
+{
+    std::apply([&](auto... samples) { (check(samples), ...); },
+               std::tuple<uint8_t, int8_t, uint16_t, int16_t, uint32_t, int32_t, float, double>());
+}
 
 // Calls visit(sample) for every sample of the window of half-widths (nHalfX, nHalfY); returns their count.
 template <typename T, typename TVisit>

@@ -1,8 +1,6 @@
 // Array containers: growth by the fixed step, reuse of the block, element
 // rules for classes with destructors, and failed growth.
 #include <cstdint>
-#include <cstdlib>
-#include <cstring>
 #include <new>
 #include <string>
 #include <tuple>
@@ -20,31 +18,15 @@ constexpr bool kHugeAllocationsFail = false;  // the sanitizer ends the process 
 constexpr bool kHugeAllocationsFail = true;
 #endif
 
-// An element that owns its name, like a map entry: copies duplicate the name,
-// the destructor frees it, and every living instance is counted. Its block
-// allocation can be made to fail.
+// An element that owns its name, like a map entry, with every living instance
+// counted. Its block allocation can be made to fail.
 class ClNamedEntry
 {
 public:
-    ClNamedEntry() { ++s_nLiving; }
-    explicit ClNamedEntry(const char* pszName) : m_pszName(strdup(pszName)) { ++s_nLiving; }
-    ClNamedEntry(const ClNamedEntry& other) : m_pszName(other.m_pszName ? strdup(other.m_pszName) : nullptr)
-    {
-        ++s_nLiving;
-    }
-    ClNamedEntry& operator=(const ClNamedEntry& other)
-    {
-        if (this != &other) {
-            free(m_pszName);
-            m_pszName = other.m_pszName ? strdup(other.m_pszName) : nullptr;
-        }
-        return *this;
-    }
-    ~ClNamedEntry()
-    {
-        free(m_pszName);
-        --s_nLiving;
-    }
+    explicit ClNamedEntry(const char* pszName = "<none>") : m_strName(pszName) { ++s_nLiving; }
+    ClNamedEntry(const ClNamedEntry& other) : m_strName(other.m_strName) { ++s_nLiving; }
+    ClNamedEntry& operator=(const ClNamedEntry& other) = default;
+    ~ClNamedEntry() { --s_nLiving; }
 
     static void* operator new[](size_t nBytes, const std::nothrow_t& tag) noexcept
     {
@@ -53,13 +35,13 @@ public:
     static void operator delete[](void* p) noexcept { ::operator delete[](p); }
     static void operator delete[](void* p, const std::nothrow_t&) noexcept { ::operator delete[](p); }
 
-    std::string GetName() const { return m_pszName ? m_pszName : "<none>"; }
+    const std::string& GetName() const { return m_strName; }
 
     static inline int s_nLiving = 0;
     static inline bool s_bFailAllocation = false;
 
 private:
-    char* m_pszName = nullptr;
+    std::string m_strName;
 };
 
 TEST(ArrayDynamic, GrowsByItsStepAndReusesTheBlockAfterClear)

@@ -20,25 +20,13 @@ namespace {
 typedef double (*PFN_UNARY)(double);
 
 // A scratch directory, removed with everything in it.
-class ClScratchDirectory
+struct StScratchDirectory
 {
-public:
-    ClScratchDirectory()
-    {
+    std::filesystem::path path = [] {
         char szTemplate[] = "/tmp/kr9-loader-XXXXXX";
-        if (mkdtemp(szTemplate) != nullptr)
-            m_path = szTemplate;
-    }
-    ~ClScratchDirectory()
-    {
-        std::error_code error;
-        if (!m_path.empty())
-            std::filesystem::remove_all(m_path, error);
-    }
-    const std::filesystem::path& GetPath() const { return m_path; }
-
-private:
-    std::filesystem::path m_path;
+        return std::filesystem::path(mkdtemp(szTemplate) != nullptr ? szTemplate : "");
+    }();
+    ~StScratchDirectory() { std::error_code error; std::filesystem::remove_all(path, error); }
 };
 
 TEST(DynamicLibrary, LoadsASystemLibraryAndResolvesTypedFunctions)
@@ -47,10 +35,7 @@ TEST(DynamicLibrary, LoadsASystemLibraryAndResolvesTypedFunctions)
     loader.Load(nullptr, "libm.so.6");
     ASSERT_TRUE(loader.IsLoaded());
     EXPECT_STREQ(loader.GetFileName(), "libm.so.6");
-    PFN_UNARY pfnCos = nullptr;
-    loader.GetProc("cos", pfnCos);
-    ASSERT_NE(pfnCos, nullptr);
-    EXPECT_EQ(pfnCos(0.0) + loader.GetProc<double(double)>("sqrt")(9.0), 4.0);
+    EXPECT_EQ(loader.GetProc<double(double)>("sqrt")(9.0), 3.0);
     loader.Free();
     EXPECT_FALSE(loader.IsLoaded());
     EXPECT_EQ(loader.GetName(), nullptr);
@@ -81,8 +66,7 @@ TEST(DynamicLibrary, FailuresCarryTheirCodeTheNameAndTheSystemsReason)
     };
     EXPECT_EQ(CodeOf(resolve, "undefined symbol: kr9_no_such_function\nkr9_no_such_function"),
               ZRT_ERROR_UNKNOWN_PARAMETER);
-    EXPECT_NE(pfnCos, nullptr);
-    EXPECT_EQ(pfnMissing, nullptr);
+    EXPECT_TRUE(pfnCos != nullptr && pfnMissing == nullptr);
 
     // With nothing loaded a symbol of the process (malloc) must not be found either.
     loader.Free();
@@ -100,24 +84,24 @@ TEST(DynamicLibraryLoader, LoadsFromTheGivenDirectoryOrFallsBackToThePlainName)
     ASSERT_NE(dladdr(reinterpret_cast<void*>(system.GetProc<double(double)>("cos")), &info), 0);
     const std::string strLibmPath = info.dli_fname;
 
-    ClScratchDirectory scratch;
-    ASSERT_FALSE(scratch.GetPath().empty());
+    StScratchDirectory scratch;
+    ASSERT_FALSE(scratch.path.empty());
     const char* pszProbe = "libkr9probe.so";
-    const std::filesystem::path probePath = scratch.GetPath() / pszProbe;
+    const std::filesystem::path probePath = scratch.path / pszProbe;
     ASSERT_EQ(symlink(strLibmPath.c_str(), probePath.c_str()), 0);
 
     ClDynamicLibraryLoader loader;
-    loader.Load(scratch.GetPath().c_str(), pszProbe);
+    loader.Load(scratch.path.c_str(), pszProbe);
     EXPECT_EQ(std::string(loader.GetFileName()), probePath.string());
     EXPECT_DOUBLE_EQ(loader.GetProc<double(double)>("cos")(0.0), 1.0);
 
     // Not in the directory: the system's own search gets the name.
-    loader.Load(scratch.GetPath().c_str(), "libm.so.6");
+    loader.Load(scratch.path.c_str(), "libm.so.6");
     EXPECT_STREQ(loader.GetFileName(), "libm.so.6");
 
     // Found, but the full path does not fit the file name buffer: the plain name
     // is loaded, which the system does not know.
-    std::filesystem::path deepDirectory = scratch.GetPath();
+    std::filesystem::path deepDirectory = scratch.path;
     while (deepDirectory.string().size() <= ClDynamicLibraryLoader::kMaxPath)
         deepDirectory /= std::string(50, 'd');
     ASSERT_TRUE(std::filesystem::create_directories(deepDirectory));

@@ -17,15 +17,6 @@ uint64_t BinTotal(const ClHistogram& histogram)
     return std::accumulate(std::begin(histogram.m_aBins), std::end(histogram.m_aBins), uint64_t(0));
 }
 
-// A refused rectangle: the code, with the bins cleared before the checks.
-int32_t RefusalOf(ClHistogram& histogram, const ClImage& image, int32_t x0, int32_t y0, int32_t x1, int32_t y1,
-                  const char* pszText)
-{
-    const int32_t nCode = CodeOf([&] { histogram.Create(image, x0, y0, x1, y1); }, pszText);
-    EXPECT_EQ(BinTotal(histogram), 0u) << "bins are cleared before the checks";
-    return nCode;
-}
-
 TEST(Histogram, CountsAndMeansOfASmallImage)
 {
     ClImage image(2, 2);
@@ -92,11 +83,14 @@ TEST(Histogram, RectanglesAreCheckedAsGivenAndThenCutToTheImage)
     histogram.Create(image, -9, 0, -1, 10);
     EXPECT_EQ(BinTotal(histogram), 0u);
 
+    // Refusals: empty or reversed rectangles, an empty image, a colour image; the bins are cleared first.
+    histogram.Create(image);
     const char* pszRange = "invalid Range in ClHistogram::Create.";
-    EXPECT_EQ(RefusalOf(histogram, image, 3, 0, 3, 5, pszRange), ZRT_ERROR_INTERNAL);
-    EXPECT_EQ(RefusalOf(histogram, image, 0, 4, 5, 2, pszRange), ZRT_ERROR_INTERNAL);
-    EXPECT_EQ(RefusalOf(histogram, ClImage(0, 5), 0, 0, 0, 5, pszRange), ZRT_ERROR_INTERNAL);
-    EXPECT_EQ(RefusalOf(histogram, ClImage(4, 4, 3), 0, 0, 4, 4, "Color-image not supported in ClHistogram::Create."),
+    EXPECT_EQ(CodeOf([&] { histogram.Create(image, 3, 0, 3, 5); }, pszRange), ZRT_ERROR_INTERNAL);
+    EXPECT_EQ(BinTotal(histogram), 0u);
+    EXPECT_EQ(CodeOf([&] { histogram.Create(image, 0, 4, 5, 2); }, pszRange), ZRT_ERROR_INTERNAL);
+    EXPECT_EQ(CodeOf([&] { histogram.Create(ClImage(0, 5), 0, 0, 0, 5); }, pszRange), ZRT_ERROR_INTERNAL);
+    EXPECT_EQ(CodeOf([&] { histogram.Create(ClImage(4, 4, 3), 0, 0, 4, 4); }, "Color-image not supported"),
               ZRT_ERROR_INTERNAL);
 
     // No sample type means no samples: nothing is read.

@@ -2,7 +2,6 @@
 #include <algorithm>
 #include <cstdint>
 #include <limits>
-#include <string>
 
 #include <gtest/gtest.h>
 
@@ -38,14 +37,7 @@ void CheckMinimaOfAllWidths()
 
 TEST(IpFilterMin, MinimaMatchDirectScansForEveryTypeAndWidth)
 {
-    CheckMinimaOfAllWidths<uint8_t>();
-    CheckMinimaOfAllWidths<int8_t>();
-    CheckMinimaOfAllWidths<uint16_t>();
-    CheckMinimaOfAllWidths<int16_t>();
-    CheckMinimaOfAllWidths<uint32_t>();
-    CheckMinimaOfAllWidths<int32_t>();
-    CheckMinimaOfAllWidths<float>();
-    CheckMinimaOfAllWidths<double>();
+    ForEachSampleType([](auto sample) { CheckMinimaOfAllWidths<decltype(sample)>(); });
 
     // Windows wider than the image take the whole line.
     TpTestPlane<int16_t> in = RandomPlane<int16_t>(5, 3, 4), out = EmptyPlaneLike(in);
@@ -66,10 +58,8 @@ TEST(IpFilterMin, ProcessorWantsAnOddWidthAndBothImages)
     EXPECT_EQ(SamplesOf<uint16_t>(out)[2 * out.SampleStride() + 3], 1000 - (3 * 9 + 4));
     EXPECT_EQ(SamplesOf<uint16_t>(out)[6 * out.SampleStride() + 8], 1000 - 62);
 
-    std::string strText;
-    EXPECT_EQ(CodeOf([&] { minimum.Run(&in, &out, 4, ClIpFilterBase::eModeXY); }, &strText),
+    EXPECT_EQ(CodeOf([&] { minimum.Run(&in, &out, 4, ClIpFilterBase::eModeXY); }, "Filter width has to be odd."),
               ZRT_ERROR_INVALID_PARAMETER);
-    EXPECT_NE(strText.find("Filter width has to be odd."), std::string::npos) << strText;
     // Width 1 copies before the test.
     EXPECT_EQ(minimum.Run(&in, &out, 1, ClIpFilterBase::eModeXY), 0);
     EXPECT_EQ(CodeOf([&] { minimum.Run(&in, nullptr, 3, ClIpFilterBase::eModeX); }), ZRT_ERROR_BAD_POINTER);

@@ -25,13 +25,15 @@ void MakePattern8(ClImage& image, int32_t nWidth, int32_t nHeight, int32_t nPlan
             image.Data()[y * image.Stride() + i] = uint8_t(i * 7 + y * 13);
 }
 
-
-// The stretch table the fixed-point steps give, in 64-bit arithmetic.
-uint8_t ExpectedEntry(int32_t i, int32_t nFrom, int32_t nTo, int32_t nNewFrom, int32_t nNewTo)
+// Entries between the ends of the old range lie within one step of the line to the new range, and
+// the top end reaches the new top exactly; entries outside the old range stay at the ends.
+void ExpectStretchTable(const unsigned char* pTable, int32_t nFrom, int32_t nTo, int32_t nNewFrom, int32_t nNewTo)
 {
-    const int64_t nScale = int64_t((nNewTo + 0.9 - nNewFrom) * 4096.0 / (nTo - nFrom));
-    const int64_t nValue = ((i - nFrom) * nScale >> 12) + nNewFrom;
-    return uint8_t(std::min<int64_t>(std::max<int64_t>(nValue, nNewFrom), nNewTo));
+    for (int32_t i = 0; i < 256; ++i) {
+        const double dLine = nNewFrom + double(std::clamp(i, nFrom, nTo) - nFrom) * (nNewTo - nNewFrom) / (nTo - nFrom);
+        ASSERT_TRUE(pTable[i] <= dLine + 1 && pTable[i] > dLine - 1) << i << ": " << int(pTable[i]) << " for " << dLine;
+    }
+    EXPECT_EQ(pTable[nTo], nNewTo);
 }
 
 TEST(IpPointOperations, InvertTurnsEveryRangeAround)
@@ -63,17 +65,14 @@ TEST(IpPointOperations, StretchTableFromTheHistogramOrTheSettings)
     ClIpStretchRangeGlobal stretch;
     ASSERT_EQ(stretch.Run(&image, &out), 0);
     const unsigned char* pTable = stretch.GetTable();
-    for (int32_t i = 0; i < 256; ++i)
-        ASSERT_EQ(pTable[i], ExpectedEntry(i, 10, 20, 0, 255)) << i;
-    EXPECT_EQ(std::make_tuple(pTable[10], pTable[15], pTable[20]), std::make_tuple(0, 127, 255));
+    ExpectStretchTable(pTable, 10, 20, 0, 255);
     EXPECT_EQ(std::make_tuple(SampleAt<uint8_t>(out, 1, 0), SampleAt<uint8_t>(out, 0, 0)), std::make_tuple(0, 255));
 
     // A set range skips the histogram; a new range limits the entries.
     stretch.SetOldRange(50, 100);
     stretch.SetNewRange(20, 200);
     ASSERT_EQ(stretch.Run(&image, &out), 0);
-    for (int32_t i = 0; i < 256; ++i)
-        ASSERT_EQ(pTable[i], ExpectedEntry(i, 50, 100, 20, 200)) << i;
+    ExpectStretchTable(pTable, 50, 100, 20, 200);
 
     // A constant image has an empty range: the scale becomes the most
     // negative 32-bit value, whose wrapping steps from 77 on alternate
@@ -95,8 +94,7 @@ TEST(IpPointOperations, LookUpTableMapsEveryPlaneAndNeedsAnInput)
     stretch.SetOldRange(0, 255);
     stretch.SetNewRange(255, 0);  // every entry limited to 0
     ASSERT_EQ(stretch.Run(&colour, &out), 0);
-    EXPECT_EQ(out.Planes(), 3);
-    EXPECT_EQ(out.Content(), ClImage::eHSV);
+    EXPECT_EQ(std::make_pair(out.Planes(), out.Content()), std::make_pair(3, ClImage::eHSV));
     for (int32_t p = 0; p < 3; ++p)
         EXPECT_EQ(SampleAt<uint8_t>(out, 4, 3, p), 0);
 

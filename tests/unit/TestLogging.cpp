@@ -17,16 +17,10 @@
 namespace {
 
 std::vector<std::string> g_debugLines;
-void CollectDebugLine(const char* pszLine)
-{
-    g_debugLines.emplace_back(pszLine);
-}
+void CollectDebugLine(const char* pszLine) { g_debugLines.emplace_back(pszLine); }
 
 std::vector<std::pair<int32_t, std::string>> g_sinkLines;
-void CollectSinkLine(int32_t nLevel, const char* pszText)
-{
-    g_sinkLines.emplace_back(nLevel, pszText);
-}
+void CollectSinkLine(int32_t nLevel, const char* pszText) { g_sinkLines.emplace_back(nLevel, pszText); }
 
 TEST(Logging, LevelNamesFollowSyslog)
 {
@@ -50,13 +44,7 @@ TEST(Logging, TextsThatDoNotFitFailEvenWithLoggingOff)
 
 TEST(Logging, EnvironmentDecidesSwitchAndLimit)
 {
-    const struct
-    {
-        const char* pszEnabled;
-        const char* pszLevel;
-        bool bEnabled;
-        int32_t nLimit;
-    } cases[] = {
+    const struct { const char* pszEnabled; const char* pszLevel; bool bEnabled; int32_t nLimit; } cases[] = {
         {"1", "3", true, 3},     {"1", "0", true, 0},    {"1", "7", true, 7},    {"1", "8", true, 7},
         {"1", "-1", true, 7},    {"1", "abc", true, 7},  {"1", " 5x", true, 5},  {"1 ", "3", false, 3},
         {"10", nullptr, false, 7}, {"2", nullptr, false, 7}, {"", nullptr, false, 7}, {nullptr, "2", false, 2},
@@ -94,7 +82,7 @@ TEST(Logging, DebuggerChannelTakesEveryLevelWhateverTheLimit)
         << g_debugLines[0];
 }
 
-TEST(Logging, SdkLoggerDoesNothingWithoutSinkAndAllowsOneMoreByte)
+TEST(Logging, SdkLoggerDoesNothingWithoutSinkAllowsOneMoreByteAndFollowsTheLimit)
 {
     ClSDKLogger::SetSink(nullptr);
     // Without a sink the format is not even looked at.
@@ -110,11 +98,8 @@ TEST(Logging, SdkLoggerDoesNothingWithoutSinkAndAllowsOneMoreByte)
     EXPECT_EQ(CodeOf([] { ClSDKLogger::LogDebug("at debug %s", "level"); }), 0);
     EXPECT_EQ(g_sinkLines, (std::vector<std::pair<int32_t, std::string>>{{eLogError, s_strExactly1024},
                                                                          {eLogDebug, "at debug level"}}));
-    ClSDKLogger::SetSink(nullptr);
-}
 
-TEST(Logging, SdkSinkFollowsTheSwitchAndTheLimit)
-{
+    // The library's own sink follows the switch and the limit of the console.
     ScopedLogEnvironment environment("1", "3");
     ClSDKLogger::SetSink(&SDKLogSink);
     testing::internal::CaptureStdout();

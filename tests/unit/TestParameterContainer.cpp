@@ -38,13 +38,8 @@ protected:
 
     int m_nB = 1, m_nC = 2, m_nF = 3, m_nG = 4;
     ClParameterContainer m_root;
-    ClParameterContainer* m_pA = nullptr;
-    ClParameterContainer* m_pD = nullptr;
-    ClParameterContainer* m_pE = nullptr;
-    ClParameter* m_pB = nullptr;
-    ClParameter* m_pC = nullptr;
-    ClParameter* m_pF = nullptr;
-    ClParameter* m_pG = nullptr;
+    ClParameterContainer *m_pA = nullptr, *m_pD = nullptr, *m_pE = nullptr;
+    ClParameter *m_pB = nullptr, *m_pC = nullptr, *m_pF = nullptr, *m_pG = nullptr;
 };
 
 TEST_F(ParameterTree, AddRefusesNamesThatDifferOnlyByCase)
@@ -66,19 +61,20 @@ TEST_F(ParameterTree, PathsRelativeAbsoluteAndThroughTheRootName)
     // name with nothing behind it names the root; the empty part looks for a
     // child with an empty name. From inside the tree relative paths start
     // there, absolute ones at the root, and only the root skips its own name.
-    const struct
-    {
-        ClParameterContainer* pFrom;
-        const char* pszPath;
-        ClParameter* pFound;
-    } aPaths[] = {{&m_root, "a.b", m_pB},  {&m_root, "A.B", m_pB},      {&m_root, ".a.b", m_pB},
-                  {&m_root, "R.a.b", m_pB}, {&m_root, "r.a.b", nullptr}, {&m_root, "a.b.c", m_pB},
-                  {&m_root, "g.x.y", m_pG}, {&m_root, "a", m_pA},        {&m_root, "a.x", nullptr},
-                  {&m_root, "x", nullptr},  {&m_root, nullptr, nullptr}, {&m_root, ".", &m_root},
-                  {&m_root, "R", &m_root},  {&m_root, "", nullptr},      {m_pA, "c", m_pC},
-                  {m_pA, ".e.f", m_pF},     {m_pA, ".", &m_root},        {m_pA, "R.c", nullptr}};
+    const struct { ClParameterContainer* pFrom; const char* pszPath; ClParameter* pFound; } aPaths[] = {
+        {&m_root, "a.b", m_pB},   {&m_root, "A.B", m_pB},      {&m_root, ".a.b", m_pB},
+        {&m_root, "R.a.b", m_pB}, {&m_root, "r.a.b", nullptr}, {&m_root, "a.b.c", m_pB},
+        {&m_root, "g.x.y", m_pG}, {&m_root, "a", m_pA},        {&m_root, "a.x", nullptr},
+        {&m_root, "x", nullptr},  {&m_root, nullptr, nullptr}, {&m_root, ".", &m_root},
+        {&m_root, "R", &m_root},  {&m_root, "", nullptr},      {m_pA, "c", m_pC},
+        {m_pA, ".e.f", m_pF},     {m_pA, ".", &m_root},        {m_pA, "R.c", nullptr}};
     for (const auto& path : aPaths)
         EXPECT_EQ(path.pFrom->Find(path.pszPath), path.pFound) << (path.pszPath ? path.pszPath : "(null)");
+    // A full name joins the named ancestors (an unnamed root adds nothing: the handles' listings show it).
+    char szName[16];
+    size_t nSize = sizeof(szName);
+    ASSERT_TRUE(m_pF->GetFullName(szName, &nSize));
+    EXPECT_STREQ(szName, "R.e.f");
 }
 
 TEST_F(ParameterTree, PathPartsOfExactly255CharactersAreRefused)
@@ -137,9 +133,7 @@ TEST_F(ParameterTree, CloneIsADeepCopyOfTheConfiguration)
     EXPECT_EQ(target.FindChild("old"), nullptr);
     EXPECT_EQ(target.GetChildCount(), 2u);
 
-    int nLeaf = 0;
     TpParameterNumeric<int> leaf;
-    leaf.Bind(&nLeaf, kParameterIn);
     EXPECT_EQ(CodeOf([&] { m_root.CopySetupTo(leaf); }, "pCast is not set"), ZRT_ERROR_BAD_POINTER);
 }
 

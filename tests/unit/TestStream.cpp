@@ -28,11 +28,7 @@ class TpBitAccess : public TStream
 {
 public:
     using TStream::TStream;
-    void SetPendingBits(uint64_t nCount, uint8_t nBuffer)
-    {
-        this->m_nBitCount = nCount;
-        this->m_nBitBuffer = nBuffer;
-    }
+    void SetPendingBits(uint64_t nCount, uint8_t nBuffer) { this->m_nBitCount = nCount; this->m_nBitBuffer = nBuffer; }
     uint64_t GetPendingBitCount() const { return this->m_nBitCount; }
     void SetBitMode(bool bBitMode) { this->m_bBitMode = bBitMode; }
 };
@@ -42,16 +38,8 @@ class ClProbeStream : public TpBitAccess<ClMemStream>
 {
 public:
     using TpBitAccess<ClMemStream>::TpBitAccess;
-    size_t ReadRaw(void* pData, size_t nSize) override
-    {
-        rawSizes.push_back(nSize);
-        return ClMemStream::ReadRaw(pData, nSize);
-    }
-    size_t WriteRaw(const void* pData, size_t nSize) override
-    {
-        rawSizes.push_back(nSize);
-        return ClMemStream::WriteRaw(pData, nSize);
-    }
+    size_t ReadRaw(void* p, size_t n) override { rawSizes.push_back(n); return ClMemStream::ReadRaw(p, n); }
+    size_t WriteRaw(const void* p, size_t n) override { rawSizes.push_back(n); return ClMemStream::WriteRaw(p, n); }
     std::vector<size_t> rawSizes;
 };
 
@@ -63,10 +51,9 @@ public:
     size_t ReadRaw(void*, size_t) override { return 0; }
     size_t WriteRaw(const void* pData, size_t nSize) override
     {
-        if (bRefuse)
-            return 0;
-        written.insert(written.end(), static_cast<const uint8_t*>(pData), static_cast<const uint8_t*>(pData) + nSize);
-        return nSize;
+        const auto* pBytes = static_cast<const uint8_t*>(pData);
+        written.insert(written.end(), pBytes, pBytes + (bRefuse ? 0 : nSize));
+        return bRefuse ? 0 : nSize;
     }
     bool bRefuse = false;
     Bytes written;
@@ -74,8 +61,7 @@ public:
 
 Bytes Content(const ClMemStream& stream)
 {
-    const uint8_t* pData = stream.GetData();
-    return pData == nullptr ? Bytes() : Bytes(pData, pData + stream.GetLength());
+    return stream.GetData() == nullptr ? Bytes() : Bytes(stream.GetData(), stream.GetData() + stream.GetLength());
 }
 
 template <typename T>
@@ -158,12 +144,8 @@ TEST(MemStream, ExternalBlockNeverGrowsAndSeeksStayWithinIt)
               ZRT_ERROR_IO);
     // Beyond the end, an unknown origin, the end itself, back from the
     // middle, and before the start (far beyond the end); failures stay put.
-    const struct
-    {
-        int64_t nOffset;
-        int32_t nOrigin, nResult;
-        uint64_t nPosition;
-    } aSeeks[] = {{1, 2, -1, 0}, {0, 3, -1, 0}, {4, 0, 0, 4}, {-3, 1, 0, 1}, {-2, 1, -1, 1}};
+    struct { int64_t nOffset; int32_t nOrigin, nResult; uint64_t nPosition; } aSeeks[] = {
+        {1, 2, -1, 0}, {0, 3, -1, 0}, {4, 0, 0, 4}, {-3, 1, 0, 1}, {-2, 1, -1, 1}};
     for (const auto& seek : aSeeks) {
         EXPECT_EQ(readOnly.Seek(seek.nOffset, seek.nOrigin), seek.nResult) << seek.nOffset << " from " << seek.nOrigin;
         EXPECT_EQ(readOnly.GetPosition(), seek.nPosition) << seek.nOffset << " from " << seek.nOrigin;
@@ -182,14 +164,13 @@ TEST(MemStream, OwnedBlockGrowsKeepsItsContentAndZeroesSeekGaps)
     uint8_t nByte = 0;
     EXPECT_EQ(gap.Read(nByte), 0u) << "nothing to read beyond the content";
     gap.Write(uint8_t{0x55});
-    EXPECT_EQ(Content(gap), (Bytes{0xFF, 0xFF, 0xFF, 0xFF, 0, 0, 0, 0, 0x55}));
+    Bytes expected{0xFF, 0xFF, 0xFF, 0xFF, 0, 0, 0, 0, 0x55};
+    EXPECT_EQ(Content(gap), expected);
 
     // Beyond the block: it grows first.
     EXPECT_EQ(gap.Seek(500, 0), 0);
     gap.Write(uint8_t{0x66});
-    Bytes expected(501, 0);
-    std::fill_n(expected.begin(), 4, 0xFF);
-    expected[8] = 0x55;
+    expected.resize(501);
     expected[500] = 0x66;
     EXPECT_EQ(Content(gap), expected);
     if (kHugeAllocationsFail) {
@@ -213,12 +194,7 @@ TEST(Stream, StringsCarryTheirLengthAndAlwaysComeBackTerminated)
     EXPECT_STREQ(pszText, "");
     delete[] pszText;
 
-    const struct
-    {
-        Bytes bytes;
-        size_t nExpectedMoved;
-        const char* pszExpected;  // null: no text
-    } aCases[] = {
+    const struct { Bytes bytes; size_t nExpectedMoved; const char* pszExpected; } aCases[] = {
         {{0, 0, 0, 0}, 4, nullptr},                // length 0
         {{0, 0}, 2, nullptr},                      // the length itself is cut off
         {{0, 0, 0, 10, 'x', 'y', 'z'}, 7, "xyz"},  // the text is cut off
