@@ -7,6 +7,7 @@
 
 #include "sdk/Exception.h"
 #include "imaging/Histogram.h"
+#include "processors/FastPaths.h"
 #include "processors/IpFilterMid.h"
 #include "processors/IpFilterMin.h"
 #include "processors/IpFilterVariance.h"
@@ -251,6 +252,10 @@ void ClIpKR9Mask::GetCentralRange(const ClImage& image, T& min, T& max, int32_t 
     T highest = max;
     const T* pSamples = SamplesOf<T>(image);
     if constexpr (std::is_floating_point<T>::value) {
+        if (std::is_same<T, double>::value && FastPaths::Enabled() && nEnd > nStart) {
+            FastPaths::DoubleExtremes(pSamples + nStart, nEnd - nStart, lowest, highest);
+            nStart = nEnd;
+        }
         for (int64_t i = nStart; i < nEnd; ++i) {
             if (pSamples[i] < lowest)
                 lowest = pSamples[i];
@@ -399,6 +404,12 @@ void ClIpKR9Mask::BuildVarianceImageOf(ClImage& in, ClImage& out, int32_t nWidth
     const int64_t nSamples = std::min(RunLength(aVariance), RunLength(out));
     const double* pVariance = SamplesOf<double>(aVariance);
     T* pOut = SamplesOf<T>(out);
+    if constexpr (std::is_same<T, uint8_t>::value) {
+        if (FastPaths::Enabled()) {
+            FastPaths::ClipScaleToBytes(pVariance, pOut, nSamples, dLow, dHigh, dGain);
+            return;
+        }
+    }
     for (int64_t i = 0; i < nSamples; ++i) {
         double dValue = pVariance[i];
         if (dValue < dLow)
