@@ -32,15 +32,72 @@ __m128i Load4(const void* p)
     return _mm_loadu_si128(static_cast<const __m128i*>(p));
 }
 
-// Running prefix of four 32-bit lanes continuing from carry (the last sum
-// in every lane); stores it and returns the new carry.
-__m128i StorePrefix4(__m128i v, __m128i carry, uint32_t* pOut)
+// Prefix sums of four 32-bit lanes continuing from carry (the sum so far in
+// every lane); stores them and advances carry. The carry's chain is one
+// addition per four values; the rest runs beside it.
+void StorePrefix4(__m128i v, __m128i& carry, uint32_t* pOut)
 {
     v = _mm_add_epi32(v, _mm_slli_si128(v, 4));
     v = _mm_add_epi32(v, _mm_slli_si128(v, 8));
-    v = _mm_add_epi32(v, carry);
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(pOut), v);
-    return _mm_shuffle_epi32(v, 0xFF);
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(pOut), _mm_add_epi32(v, carry));
+    carry = _mm_add_epi32(carry, _mm_shuffle_epi32(v, 0xFF));
+}
+
+// The same for eight lanes.
+__attribute__((target("avx2"))) void StorePrefix8(__m256i v, __m256i& carry, uint32_t* pOut)
+{
+    v = _mm256_add_epi32(v, _mm256_slli_si256(v, 4));
+    v = _mm256_add_epi32(v, _mm256_slli_si256(v, 8));
+    // The lower half's total into the upper half.
+    const __m256i lowerTotal = _mm256_shuffle_epi32(v, 0xFF);
+    v = _mm256_add_epi32(v, _mm256_permute2x128_si256(lowerTotal, lowerTotal, 0x08));
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(pOut), _mm256_add_epi32(v, carry));
+    carry = _mm256_add_epi32(carry, _mm256_permutevar8x32_epi32(v, _mm256_set1_epi32(7)));
+}
+
+template <typename T>
+__attribute__((target("avx2"))) uint32_t PrefixSumsAvx(const T* pValues, uint32_t* pPrefix, int32_t nLength)
+{
+    __m256i carry = _mm256_setzero_si256();
+    int32_t i = 0;
+    if constexpr (sizeof(T) == 2) {
+        for (; i + 16 <= nLength; i += 16) {
+            const __m256i v = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(pValues + i));
+            StorePrefix8(_mm256_cvtepu16_epi32(_mm256_castsi256_si128(v)), carry, pPrefix + i);
+            StorePrefix8(_mm256_cvtepu16_epi32(_mm256_extracti128_si256(v, 1)), carry, pPrefix + i + 8);
+        }
+    } else {
+        for (; i + 8 <= nLength; i += 8)
+            StorePrefix8(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(pValues + i)), carry, pPrefix + i);
+    }
+    uint32_t nSum = static_cast<uint32_t>(_mm256_cvtsi256_si32(carry));
+    for (; i < nLength; ++i)
+        pPrefix[i] = nSum += pValues[i];
+    return nSum;
+}
+
+template <typename T>
+uint32_t PrefixSums(const T* pValues, uint32_t* pPrefix, int32_t nLength)
+{
+    if (HasAvx2())
+        return PrefixSumsAvx(pValues, pPrefix, nLength);
+    __m128i carry = _mm_setzero_si128();
+    int32_t i = 0;
+    if constexpr (sizeof(T) == 2) {
+        const __m128i zero = _mm_setzero_si128();
+        for (; i + 8 <= nLength; i += 8) {
+            const __m128i v = Load4(pValues + i);
+            StorePrefix4(_mm_unpacklo_epi16(v, zero), carry, pPrefix + i);
+            StorePrefix4(_mm_unpackhi_epi16(v, zero), carry, pPrefix + i + 4);
+        }
+    } else {
+        for (; i + 4 <= nLength; i += 4)
+            StorePrefix4(Load4(pValues + i), carry, pPrefix + i);
+    }
+    uint32_t nSum = static_cast<uint32_t>(_mm_cvtsi128_si32(carry));
+    for (; i < nLength; ++i)
+        pPrefix[i] = nSum += pValues[i];
+    return nSum;
 }
 
 // The padding of PaddedPrefixSums around the prefix sums of nLength values,
@@ -204,32 +261,12 @@ void SetEnabled(bool bEnabled)
 
 void PaddedPrefixSums(const uint32_t* pValues, uint32_t* pPadded, int32_t nLength, int32_t nHalf)
 {
-    uint32_t* pPrefix = pPadded + nHalf + 1;
-    __m128i carry = _mm_setzero_si128();
-    int32_t i = 0;
-    for (; i + 4 <= nLength; i += 4)
-        carry = StorePrefix4(Load4(pValues + i), carry, pPrefix + i);
-    uint32_t nSum = static_cast<uint32_t>(_mm_cvtsi128_si32(carry));
-    for (; i < nLength; ++i)
-        pPrefix[i] = nSum += pValues[i];
-    PadPrefix(pPadded, nLength, nHalf, nSum);
+    PadPrefix(pPadded, nLength, nHalf, PrefixSums(pValues, pPadded + nHalf + 1, nLength));
 }
 
 void PaddedPrefixSums(const uint16_t* pValues, uint32_t* pPadded, int32_t nLength, int32_t nHalf)
 {
-    uint32_t* pPrefix = pPadded + nHalf + 1;
-    const __m128i zero = _mm_setzero_si128();
-    __m128i carry = zero;
-    int32_t i = 0;
-    for (; i + 8 <= nLength; i += 8) {
-        const __m128i v = Load4(pValues + i);
-        carry = StorePrefix4(_mm_unpacklo_epi16(v, zero), carry, pPrefix + i);
-        carry = StorePrefix4(_mm_unpackhi_epi16(v, zero), carry, pPrefix + i + 4);
-    }
-    uint32_t nSum = static_cast<uint32_t>(_mm_cvtsi128_si32(carry));
-    for (; i < nLength; ++i)
-        pPrefix[i] = nSum += pValues[i];
-    PadPrefix(pPadded, nLength, nHalf, nSum);
+    PadPrefix(pPadded, nLength, nHalf, PrefixSums(pValues, pPadded + nHalf + 1, nLength));
 }
 
 void VarianceRow(const uint32_t* pSumPrefix, const uint32_t* pSquarePrefix, int32_t nSpan, const double* pColumns,
