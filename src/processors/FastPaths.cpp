@@ -228,10 +228,10 @@ __attribute__((target("avx2"))) void ClipScaleToBytesAvx(const double* pValues, 
         pOut[i] = ClipScaleOne(pValues[i], dLow, dHigh, dGain);
 }
 
-bool TableIs(const uint8_t (&aTable)[256], uint8_t nXor)
+bool TableIs(const uint8_t* pTable, uint8_t nXor)
 {
     for (int32_t i = 0; i < 256; ++i)
-        if (aTable[i] != uint8_t(i ^ nXor))
+        if (pTable[i] != uint8_t(i ^ nXor))
             return false;
     return true;
 }
@@ -375,21 +375,25 @@ void ClipScaleToBytes(const double* pValues, uint8_t* pOut, int64_t nCount, doub
         pOut[i] = ClipScaleOne(pValues[i], dLow, dHigh, dGain);
 }
 
-void ApplyByteTable(const uint8_t (&aTable)[256], const uint8_t* pIn, uint8_t* pOut, int64_t nCount)
+void ApplyByteTable(const uint8_t* pTable, const uint8_t* pIn, int64_t nInStride, uint8_t* pOut,
+                    int64_t nOutStride, int64_t nLength, int32_t nRows)
 {
     for (const uint8_t nXor : {uint8_t(0xFF), uint8_t(0)}) {
-        if (!TableIs(aTable, nXor))
+        if (!TableIs(pTable, nXor))
             continue;
         const __m128i mask = _mm_set1_epi8(static_cast<char>(nXor));
-        int64_t i = 0;
-        for (; i + 16 <= nCount; i += 16)
-            _mm_storeu_si128(reinterpret_cast<__m128i*>(pOut + i), _mm_xor_si128(Load4(pIn + i), mask));
-        for (; i < nCount; ++i)
-            pOut[i] = pIn[i] ^ nXor;
+        for (int32_t y = 0; y < nRows; ++y, pIn += nInStride, pOut += nOutStride) {
+            int64_t i = 0;
+            for (; i + 16 <= nLength; i += 16)
+                _mm_storeu_si128(reinterpret_cast<__m128i*>(pOut + i), _mm_xor_si128(Load4(pIn + i), mask));
+            for (; i < nLength; ++i)
+                pOut[i] = pIn[i] ^ nXor;
+        }
         return;
     }
-    for (int64_t i = 0; i < nCount; ++i)
-        pOut[i] = aTable[pIn[i]];
+    for (int32_t y = 0; y < nRows; ++y, pIn += nInStride, pOut += nOutStride)
+        for (int64_t i = 0; i < nLength; ++i)
+            pOut[i] = pTable[pIn[i]];
 }
 
 void SubtractSaturated(const uint8_t* pA, const uint8_t* pB, uint8_t* pOut, int64_t nCount)

@@ -49,10 +49,12 @@ void DoubleExtremes(const double* pValues, int64_t nCount, double& dLowest, doub
 // without a 32-bit result, as the conversion instruction gives).
 void ClipScaleToBytes(const double* pValues, uint8_t* pOut, int64_t nCount, double dLow, double dHigh, double dGain);
 
-// The byte table of a point operation applied to a run of bytes. A table that
-// equals a formula the vector unit has (the identity, 255 - value) is applied
-// by it; every other table is looked up.
-void ApplyByteTable(const uint8_t (&aTable)[256], const uint8_t* pIn, uint8_t* pOut, int64_t nCount);
+// The byte table of a point operation applied to nRows rows of nLength bytes
+// (strides in bytes). A table that equals a formula the vector unit has (the
+// identity, 255 - value), checked once per call, is applied by it; every other
+// table is looked up.
+void ApplyByteTable(const uint8_t* pTable, const uint8_t* pIn, int64_t nInStride, uint8_t* pOut,
+                    int64_t nOutStride, int64_t nLength, int32_t nRows);
 
 // Saturating a - b and a + b of bytes, 0 to 255.
 void SubtractSaturated(const uint8_t* pA, const uint8_t* pB, uint8_t* pOut, int64_t nCount);
