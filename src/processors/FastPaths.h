@@ -52,7 +52,7 @@ void ClipScaleToBytes(const double* pValues, uint8_t* pOut, int64_t nCount, doub
 // The byte table of a point operation applied to nRows rows of nLength bytes
 // (strides in bytes). A table that equals a formula the vector unit has (the
 // identity, 255 - value), checked once per call, is applied by it; every other
-// table is looked up.
+// table is looked up, sixteen equal bytes at once.
 void ApplyByteTable(const uint8_t* pTable, const uint8_t* pIn, int64_t nInStride, uint8_t* pOut,
                     int64_t nOutStride, int64_t nLength, int32_t nRows);
 

@@ -554,8 +554,11 @@ int32_t ClIpKR9Mask::EnhanceContrast(const ClImage& in, ClImage& out)
         const int64_t nSamples = std::min(RunLength(in), RunLength(out));
         const uint8_t* pIn = in.Data();
         uint8_t* pOut = out.Data();
-        for (int64_t i = 0; i < nSamples; ++i)
-            pOut[i] = aTable[pIn[i]];
+        if (FastPaths::Enabled())
+            FastPaths::ApplyByteTable(aTable, pIn, nSamples, pOut, nSamples, nSamples, 1);
+        else
+            for (int64_t i = 0; i < nSamples; ++i)
+                pOut[i] = aTable[pIn[i]];
     }
     return 0;
 }
