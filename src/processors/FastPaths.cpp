@@ -109,6 +109,47 @@ void PadPrefix(uint32_t* pPadded, int32_t nLength, int32_t nHalf, uint32_t nTota
     std::fill(pEnd, pEnd + nHalf, nTotal);
 }
 
+void SlideSumsAndSquaresFrom(int32_t x, const uint8_t* pEntering, const uint8_t* pLeaving, uint32_t* pSums,
+                             uint32_t* pSquares, int32_t nLength)
+{
+    for (; x < nLength; ++x) {
+        const uint32_t nEnter = pEntering[x];
+        const uint32_t nLeave = pLeaving[x];
+        pSums[x] += nEnter - nLeave;
+        pSquares[x] += nEnter * nEnter - nLeave * nLeave;
+    }
+}
+
+// Adds one half (eight lanes) of sixteen 16-bit differences and squares to the 32-bit sums.
+__attribute__((target("avx2"))) void AddHalf(__m128i difference, __m128i enterSquares, __m128i leaveSquares,
+                                             uint32_t* pSums, uint32_t* pSquares)
+{
+    __m256i* pSumLanes = reinterpret_cast<__m256i*>(pSums);
+    __m256i* pSquareLanes = reinterpret_cast<__m256i*>(pSquares);
+    _mm256_storeu_si256(pSumLanes, _mm256_add_epi32(_mm256_loadu_si256(pSumLanes), _mm256_cvtepi16_epi32(difference)));
+    const __m256i squares = _mm256_sub_epi32(_mm256_cvtepu16_epi32(enterSquares), _mm256_cvtepu16_epi32(leaveSquares));
+    _mm256_storeu_si256(pSquareLanes, _mm256_add_epi32(_mm256_loadu_si256(pSquareLanes), squares));
+}
+
+__attribute__((target("avx2"))) void SlideSumsAndSquaresAvx(const uint8_t* pEntering, const uint8_t* pLeaving,
+                                                            uint32_t* pSums, uint32_t* pSquares, int32_t nLength)
+{
+    int32_t x = 0;
+    for (; x + 16 <= nLength; x += 16) {
+        // Bytes as 16-bit lanes: differences from -255 to 255, squares up to 65025.
+        const __m256i enter = _mm256_cvtepu8_epi16(Load4(pEntering + x));
+        const __m256i leave = _mm256_cvtepu8_epi16(Load4(pLeaving + x));
+        const __m256i difference = _mm256_sub_epi16(enter, leave);
+        const __m256i enterSquares = _mm256_mullo_epi16(enter, enter);
+        const __m256i leaveSquares = _mm256_mullo_epi16(leave, leave);
+        AddHalf(_mm256_castsi256_si128(difference), _mm256_castsi256_si128(enterSquares),
+                _mm256_castsi256_si128(leaveSquares), pSums + x, pSquares + x);
+        AddHalf(_mm256_extracti128_si256(difference, 1), _mm256_extracti128_si256(enterSquares, 1),
+                _mm256_extracti128_si256(leaveSquares, 1), pSums + x + 8, pSquares + x + 8);
+    }
+    SlideSumsAndSquaresFrom(x, pEntering, pLeaving, pSums, pSquares, nLength);
+}
+
 double VarianceOf(uint32_t nSum, uint32_t nSquares, double dCount)
 {
     // The window sums are below 2^31; n = columns * rows is exact.
@@ -267,6 +308,15 @@ void PaddedPrefixSums(const uint32_t* pValues, uint32_t* pPadded, int32_t nLengt
 void PaddedPrefixSums(const uint16_t* pValues, uint32_t* pPadded, int32_t nLength, int32_t nHalf)
 {
     PadPrefix(pPadded, nLength, nHalf, PrefixSums(pValues, pPadded + nHalf + 1, nLength));
+}
+
+void SlideSumsAndSquares(const uint8_t* pEntering, const uint8_t* pLeaving, uint32_t* pSums, uint32_t* pSquares,
+                         int32_t nLength)
+{
+    if (HasAvx2())
+        SlideSumsAndSquaresAvx(pEntering, pLeaving, pSums, pSquares, nLength);
+    else
+        SlideSumsAndSquaresFrom(0, pEntering, pLeaving, pSums, pSquares, nLength);
 }
 
 void VarianceRow(const uint32_t* pSumPrefix, const uint32_t* pSquarePrefix, int32_t nSpan, const double* pColumns,

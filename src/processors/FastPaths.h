@@ -3,8 +3,9 @@
 // Every loop here computes exactly what the plain loop beside its caller
 // computes, to the bit: the same IEEE operations on the same values in the
 // same order, only several pixels at a time. They use SSE2, which every
-// x86-64 processor has, and take AVX or AVX2 where the processor running the
-// SDK offers them (chosen at run time; the build targets plain x86-64).
+// x86-64 processor has, and take AVX2 where the processor running the SDK
+// offers it (chosen at run time; the build targets plain x86-64). Floating
+// point is never contracted or reordered, so both give the same bits.
 //
 // The switch is for the tests: with the fast paths off, every processor takes
 // its plain loop, so that a test can run the same frames both ways and compare
@@ -26,6 +27,12 @@ void SetEnabled(bool bEnabled);
 // 32 bits itself.
 void PaddedPrefixSums(const uint32_t* pValues, uint32_t* pPadded, int32_t nLength, int32_t nHalf);
 void PaddedPrefixSums(const uint16_t* pValues, uint32_t* pPadded, int32_t nLength, int32_t nHalf);
+
+// Column sums of 8-bit rows and of their squares sliding down an image: adds
+// the nLength bytes of pEntering and takes those of pLeaving out, in 32-bit
+// sums that wrap.
+void SlideSumsAndSquares(const uint8_t* pEntering, const uint8_t* pLeaving, uint32_t* pSums, uint32_t* pSquares,
+                         int32_t nLength);
 
 // One row of the sample variance from padded prefix sums (window sums below
 // 2^31): with n = pColumns[x] * dRows, (squares - sum * sum / n) / (n - 1).

@@ -32,12 +32,7 @@ void Variance8ToDouble(const uint8_t* pIn, int32_t nInStride, double* pOut, int3
     auto slide = [&](int64_t nEntering, int64_t nLeaving) {
         const uint8_t* pEntering = nEntering < nHeight ? pIn + nEntering * nInStride : aNoRow.data();
         const uint8_t* pLeaving = nLeaving >= 0 ? pIn + nLeaving * nInStride : aNoRow.data();
-        for (int32_t x = 0; x < nWidth; ++x) {
-            const uint32_t nEnter = pEntering[x];
-            const uint32_t nLeave = pLeaving[x];
-            pColumnSums[x] += nEnter - nLeave;
-            pColumnSquares[x] += nEnter * nEnter - nLeave * nLeave;
-        }
+        FastPaths::SlideSumsAndSquares(pEntering, pLeaving, pColumnSums, pColumnSquares, nWidth);
     };
     const int64_t nFirstY = std::min<int64_t>(nHalf, nHeight - 1);
     for (int64_t r = 0; r <= nFirstY; ++r)
