@@ -8,7 +8,6 @@
 #include <iterator>
 #include <string>
 
-
 #include <benchmark/benchmark.h>
 
 #include "emulator/SyntheticFinger.h"
@@ -75,8 +74,9 @@ public:
     }
 
     // The stages in the pipeline's order; the inversion runs twice per frame.
-    static constexpr const char* kStages[] = {"Invert",     "RemoveBackground", "BuildVarianceImage",
-                                              "ThresholdCentral", "SmoothMask", "Compose", "EnhanceContrast"};
+    static constexpr const char* kStages[] = {"Invert",           "RemoveBackground", "BuildVarianceImage",
+                                              "ThresholdCentral", "SmoothMask",       "Compose",
+                                              "EnhanceContrast"};
 
     void RunStage(size_t nStage)
     {

@@ -2,6 +2,8 @@
 // frames against digests of output that was checked once, bit for bit, with a
 // brute-force model of every stage. A digest that changes means the pipeline's
 // result changed; if that is intended, check the new images and update it.
+// On thousands of generated frames the processors' vector loops must give
+// the bytes of their plain loops.
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
