@@ -11,15 +11,15 @@ namespace FastPaths {
 
 namespace {
 
-std::atomic<bool> g_bEnabled{true};
+std::atomic<ELoops> g_eLoops{ELoops::eWidest};
 
-// The wider loops below need AVX (doubles, floats) or AVX2 (integers) and the
-// operating system's support for their registers, which the compiler's
-// processor check includes. Asked once per process.
+// The wider loops below need AVX2 and the operating system's support for its
+// registers, which the compiler's processor check includes (asked once per
+// process), and a switch that leaves them on.
 bool HasAvx2()
 {
     static const bool bHasAvx2 = __builtin_cpu_supports("avx2");
-    return bHasAvx2;
+    return bHasAvx2 && g_eLoops.load(std::memory_order_relaxed) == ELoops::eWidest;
 }
 
 __m128i LoadPair(const uint32_t* p)
@@ -292,12 +292,12 @@ void ForEach16Bytes(const uint8_t* pA, const uint8_t* pB, uint8_t* pOut, int64_t
 
 bool Enabled()
 {
-    return g_bEnabled.load(std::memory_order_relaxed);
+    return g_eLoops.load(std::memory_order_relaxed) != ELoops::ePlain;
 }
 
-void SetEnabled(bool bEnabled)
+void SetLoops(ELoops eLoops)
 {
-    g_bEnabled.store(bEnabled, std::memory_order_relaxed);
+    g_eLoops.store(eLoops, std::memory_order_relaxed);
 }
 
 void PaddedPrefixSums(const uint32_t* pValues, uint32_t* pPadded, int32_t nLength, int32_t nHalf)

@@ -8,17 +8,25 @@
 // point is never contracted or reordered, so both give the same bits.
 //
 // The switch is for the tests: with the fast paths off, every processor takes
-// its plain loop, so that a test can run the same frames both ways and compare
-// every byte. The SDK itself never turns them off.
+// its plain loop, and with SSE2 only the vector loops leave AVX2 aside, so
+// that a test can run the same frames every way and compare every byte. The
+// SDK itself never touches it.
 #pragma once
 
 #include <cstdint>
 
 namespace FastPaths {
 
-// Whether the processors take their vector loops (the default) or their plain ones.
+enum class ELoops
+{
+    eWidest,  // the widest vector loops the processor offers: the default
+    eSse2,    // the vector loops without AVX2
+    ePlain    // no vector loops: the processors' plain ones
+};
+void SetLoops(ELoops eLoops);
+
+// Whether the processors take their vector loops (not ePlain).
 bool Enabled();
-void SetEnabled(bool bEnabled);
 
 // Sums over windows of 2h + 1 values along a line, cut at the line's ends,
 // by differences of prefix sums: fills pPadded (nLength + 2h + 1 entries) so

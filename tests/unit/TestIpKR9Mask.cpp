@@ -235,21 +235,25 @@ bool SameSamples(const ClImage& first, const ClImage& second)
 TEST(IpKR9Mask, VectorLoopsGiveThePlainLoopsBytesOnGeneratedFrames)
 {
     // The switch is the processors' own: restored however the test ends.
-    struct StPlainLoops
+    struct StWidestLoops
     {
-        ~StPlainLoops() { FastPaths::SetEnabled(true); }
+        ~StWidestLoops() { FastPaths::SetLoops(FastPaths::ELoops::eWidest); }
     } restore;
     std::mt19937 random(20261123);
     for (int32_t nFrame = 0; nFrame < kGeneratedFrames; ++nFrame) {
-        ClImage frame, fastOut(1, 1), plainOut(1, 1);
+        ClImage frame, plainOut(1, 1);
         GeneratedFrame(random, nFrame, frame);
-        ClIpKR9Mask fast, plain;
-        FastPaths::SetEnabled(true);
-        ASSERT_EQ(fast.Run(&frame, &fastOut), 0);
-        FastPaths::SetEnabled(false);
+        ClIpKR9Mask plain;
+        FastPaths::SetLoops(FastPaths::ELoops::ePlain);
         ASSERT_EQ(plain.Run(&frame, &plainOut), 0);
-        ASSERT_TRUE(SameSamples(fastOut, plainOut)) << "output of frame " << nFrame;
-        ASSERT_TRUE(SameSamples(fast.m_Mask, plain.m_Mask)) << "mask of frame " << nFrame;
+        for (const auto eLoops : {FastPaths::ELoops::eSse2, FastPaths::ELoops::eWidest}) {
+            ClImage out(1, 1);
+            ClIpKR9Mask pipeline;
+            FastPaths::SetLoops(eLoops);
+            ASSERT_EQ(pipeline.Run(&frame, &out), 0);
+            ASSERT_TRUE(SameSamples(out, plainOut)) << "output of frame " << nFrame << ", loops " << int(eLoops);
+            ASSERT_TRUE(SameSamples(pipeline.m_Mask, plain.m_Mask)) << "mask of frame " << nFrame;
+        }
     }
 }
 
