@@ -172,13 +172,17 @@ int32_t ClIp1to1Base::TransformRows(const ClImage& in, ClImage& out)
 int32_t ClIp1to1Base::TransformByTable(const ClImage& in, ClImage& out)
 {
     // 256 calls of TransformPixel instead of one per pixel.
-    TpArrayStatic<unsigned char> table;
-    table.SetSize(256);
+    uint8_t aTable[256];
     for (int32_t i = 0; i < 256; ++i)
-        table[static_cast<size_t>(i)] = DoubleToSample<uint8_t>(TransformPixel(in, out, static_cast<double>(i)));
+        aTable[i] = DoubleToSample<uint8_t>(TransformPixel(in, out, static_cast<double>(i)));
+    ApplyByteTable(aTable, in, out);
+    return 0;
+}
 
+void ClIp1to1Base::ApplyByteTable(const uint8_t* pTable, const ClImage& in, ClImage& out)
+{
     if (in.Data() == nullptr || out.Data() == nullptr)
-        return 0;
+        return;  // an image without area
     const int32_t nSamples = in.Width() * in.Planes();
     const int32_t nInStep = in.SampleStride();
     const int32_t nOutStep = out.SampleStride();
@@ -187,8 +191,7 @@ int32_t ClIp1to1Base::TransformByTable(const ClImage& in, ClImage& out)
     // Every sample of every plane goes through the table.
     for (int32_t y = 0; y < in.Height(); ++y, pInRow += nInStep, pOutRow += nOutStep)
         for (int32_t x = 0; x < nSamples; ++x)
-            pOutRow[x] = table[pInRow[x]];
-    return 0;
+            pOutRow[x] = pTable[pInRow[x]];
 }
 
 }  // namespace NewIpBase

@@ -47,6 +47,11 @@ public:
     // The function of one pixel value. 0.0 here: a processor that works pixel
     // by pixel overrides it, one with a routine of its own overrides ProcessImage.
     virtual double TransformPixel(const ClImage& in, const ClImage& out, double dValue) const;
+    // Applies the 256 values of TransformPixel for 8-bit pixels to every
+    // sample of in (one image of bytes, either may have no samples), one row
+    // after the other. Here by a look-up per sample; a processor whose table
+    // has a faster form may apply it so.
+    virtual void ApplyByteTable(const uint8_t* pTable, const ClImage& in, ClImage& out);
 
     // Stores both images and runs.
     int32_t Run(ClImage* pInImage, ClImage* pOutImage);

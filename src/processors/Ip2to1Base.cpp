@@ -128,6 +128,27 @@ bool TablePathApplies(const ClImage& in1, const ClImage& in2, const StOverlap& o
            overlap.nWidth > 0 && overlap.nHeight > 0 && int64_t(overlap.nWidth) * overlap.nHeight > kTableThreshold;
 }
 
+bool ApplySaturatedLine(const uint8_t (&aLine)[511], bool bDifference, const ClImage& in1, const ClImage& in2,
+                        ClImage& out, const StOverlap& overlap)
+{
+    if (overlap.nPlanes1 != overlap.nPlanes2)
+        return false;
+    for (int32_t k = 0; k < 511; ++k)
+        if (aLine[k] != (bDifference ? std::max(0, k - 255) : std::min(255, k)))
+            return false;
+    const int64_t nSamples = int64_t(overlap.nWidth) * overlap.nPlanes1;
+    for (int32_t y = 0; y < overlap.nHeight; ++y) {
+        const uint8_t* pRow1 = SamplesOf<uint8_t>(in1) + overlap.nIn1Start + int64_t(y) * overlap.nIn1Stride;
+        const uint8_t* pRow2 = SamplesOf<uint8_t>(in2) + overlap.nIn2Start + int64_t(y) * overlap.nIn2Stride;
+        uint8_t* pOutRow = SamplesOf<uint8_t>(out) + overlap.nOutStart + int64_t(y) * overlap.nOutStride;
+        if (bDifference)
+            FastPaths::SubtractSaturated(pRow1, pRow2, pOutRow, nSamples);
+        else
+            FastPaths::AddSaturated(pRow1, pRow2, pOutRow, nSamples);
+    }
+    return true;
+}
+
 int32_t TableLowest(const ClImage& image)
 {
     return ClImage::IsSignedType(image.DataType()) ? -128 : 0;

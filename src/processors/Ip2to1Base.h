@@ -16,6 +16,7 @@
 #include "imaging/FpImage.h"
 #include "imaging/SafeConvert.h"
 #include "imaging/SampleDispatch.h"
+#include "processors/FastPaths.h"
 #include "processors/WorkBuffer.h"
 #include "params/ProcessorBase.h"
 
@@ -173,6 +174,12 @@ enum class EPairShape
     eSum          // on a + b alone
 };
 
+// When the 511 results of an 8-bit operation on a - b (or a + b) are the
+// saturating difference (or sum), applies that to the overlap sixteen pairs
+// at a time and returns true; otherwise, or for unequal plane counts, false.
+bool ApplySaturatedLine(const uint8_t (&aLine)[511], bool bDifference, const ClImage& in1, const ClImage& in2,
+                        ClImage& out, const StOverlap& overlap);
+
 // The table path for an operation whose result depends on a - b or on a + b
 // alone. The 65536 entries of its table then hold only 511 different values,
 // one per diagonal: the operation runs once per diagonal, and every pair is
@@ -186,7 +193,7 @@ bool RunTablePathOnDiagonals(const ClImage& in1, const ClImage& in2, ClImage& ou
     const auto spansAll = [](const ClImage& image) {
         return image.DataType() == ClImage::uint8 && image.Min() <= 0.0 && image.Max() >= 255.0;
     };
-    if (!spansAll(in1) || !spansAll(in2))
+    if (!FastPaths::Enabled() || !spansAll(in1) || !spansAll(in2))
         return RunTablePath(in1, in2, out, overlap, pairOperation);
     const bool bDifference = eShape == EPairShape::eDifference;
     return VisitSampleType(out.DataType(), [&](auto outTag) {
@@ -197,6 +204,10 @@ bool RunTablePathOnDiagonals(const ClImage& in1, const ClImage& in2, ClImage& ou
             const int32_t a = bDifference ? std::max(0, k - 255) : std::min(k, 255);
             const int32_t b = bDifference ? a - (k - 255) : k - a;
             aLine[k] = DoubleToSample<TOut>(pairOperation(double(a), double(b)));
+        }
+        if constexpr (std::is_same<TOut, uint8_t>::value) {
+            if (ApplySaturatedLine(aLine, bDifference, in1, in2, out, overlap))
+                return;
         }
         const TOut* pLine = aLine;
         if (bDifference)

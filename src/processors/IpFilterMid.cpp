@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "sdk/Exception.h"
+#include "processors/FastPaths.h"
 #include "processors/ProcessorSupport.h"
 #include "imaging/SampleDispatch.h"
 
@@ -15,18 +16,19 @@ namespace {
 // Slides the column sums of a square window of half-width nHalf down an 8-bit
 // image. For each output row y, onRow(y, aColumnSums, nRows) sees the sum of
 // every column over the rows y - h to y + h that exist, and their number.
-template <typename TOnRow>
+// The sums wrap at the width of TSum: 16 bits hold 257 rows of 8-bit samples.
+template <typename TSum = uint32_t, typename TOnRow>
 void SlideColumnSums8(const uint8_t* pIn, int32_t nInStride, int32_t nWidth, int32_t nHeight, int32_t nHalf,
                       TOnRow&& onRow)
 {
-    std::vector<uint32_t> aColumnSums = AllocateWorkBuffer<uint32_t>(static_cast<size_t>(nWidth), 0);
-    uint32_t* pSums = aColumnSums.data();
+    std::vector<TSum> aColumnSums = AllocateWorkBuffer<TSum>(static_cast<size_t>(nWidth), 0);
+    TSum* pSums = aColumnSums.data();
     // Primed with the rows 0 to h - 1; row y + h joins at row y.
     int32_t nRows = 0;
     for (int32_t r = 0; r < nHalf && r < nHeight; ++r, ++nRows) {
         const uint8_t* pRow = pIn + int64_t(r) * nInStride;
         for (int32_t x = 0; x < nWidth; ++x)
-            pSums[x] += pRow[x];
+            pSums[x] = TSum(pSums[x] + pRow[x]);
     }
     for (int32_t y = 0; y < nHeight; ++y) {
         const int64_t nEntering = int64_t(y) + nHalf;
@@ -37,15 +39,15 @@ void SlideColumnSums8(const uint8_t* pIn, int32_t nInStride, int32_t nWidth, int
         const uint8_t* pLeaving = bLeaves ? pIn + nLeaving * nInStride : nullptr;
         if (bEnters && bLeaves) {
             for (int32_t x = 0; x < nWidth; ++x)
-                pSums[x] += uint32_t(pEntering[x]) - uint32_t(pLeaving[x]);
+                pSums[x] = TSum(pSums[x] + TSum(pEntering[x]) - TSum(pLeaving[x]));
         } else if (bEnters) {
             ++nRows;
             for (int32_t x = 0; x < nWidth; ++x)
-                pSums[x] += pEntering[x];
+                pSums[x] = TSum(pSums[x] + pEntering[x]);
         } else if (bLeaves) {
             --nRows;
             for (int32_t x = 0; x < nWidth; ++x)
-                pSums[x] -= pLeaving[x];
+                pSums[x] = TSum(pSums[x] - pLeaving[x]);
         }
         onRow(y, pSums, nRows);
     }
@@ -92,14 +94,22 @@ void MeanRow8(const uint32_t* pSums, uint8_t* pOutRow, int32_t nWidth, int32_t n
 // can bridge while d < 2^17. kLargestFloatDivisor keeps both conditions.
 constexpr int64_t kLargestFloatDivisor = 65536;
 
-void MeanRowByFloat8(const uint32_t* pWindow, const int32_t* pColumns, int32_t nRows, uint8_t* pOutRow,
-                     int32_t nWidth)
+// The square mean by window sums from prefix differences and a float
+// division per pixel, several pixels at a time. The column sums are 16 bits
+// wide where the window's rows cannot overflow them.
+template <typename TSum>
+void MeanXYByFloat8(const uint8_t* pIn, int32_t nInStride, uint8_t* pOut, int32_t nOutStride, int32_t nWidth,
+                    int32_t nHeight, int32_t nHalf)
 {
-    const float fRows = static_cast<float>(nRows);
+    std::vector<uint32_t> aPrefix = AllocateWorkBuffer<uint32_t>(size_t(nWidth) + 2 * size_t(nHalf) + 1);
+    std::vector<float> aColumns = AllocateWorkBuffer<float>(size_t(nWidth));
     for (int32_t x = 0; x < nWidth; ++x)
-        pOutRow[x] = static_cast<uint8_t>(
-            static_cast<int32_t>(static_cast<float>(static_cast<int32_t>(pWindow[x])) /
-                                 (static_cast<float>(pColumns[x]) * fRows)));
+        aColumns[x] = static_cast<float>(CutWindowCount(x, nWidth, nHalf));
+    SlideColumnSums8<TSum>(pIn, nInStride, nWidth, nHeight, nHalf, [&](int32_t y, const TSum* pSums, int32_t nRows) {
+        FastPaths::PaddedPrefixSums(pSums, aPrefix.data(), nWidth, nHalf);
+        FastPaths::MeanRowByFloat(aPrefix.data(), 2 * nHalf + 1, aColumns.data(), static_cast<float>(nRows),
+                                  pOut + int64_t(y) * nOutStride, nWidth);
+    });
 }
 
 }  // namespace
@@ -111,20 +121,11 @@ void MeanXY8(const uint8_t* pIn, int32_t nInStride, uint8_t* pOut, int32_t nOutS
         return;
     const int64_t nLargestColumns = std::min<int64_t>(2 * int64_t(nHalf) + 1, nWidth);
     const int64_t nLargestRows = std::min<int64_t>(2 * int64_t(nHalf) + 1, nHeight);
-    if (nLargestColumns * nLargestRows <= kLargestFloatDivisor) {
-        // Window sums by prefix differences and a float division per pixel,
-        // both running on several pixels at a time.
-        std::vector<uint32_t> aPrefix = AllocateWorkBuffer<uint32_t>(size_t(nWidth) + 1);
-        std::vector<uint32_t> aWindow = AllocateWorkBuffer<uint32_t>(size_t(nWidth));
-        std::vector<int32_t> aColumns = AllocateWorkBuffer<int32_t>(size_t(nWidth));
-        for (int32_t x = 0; x < nWidth; ++x)
-            aColumns[x] = CutWindowCount(x, nWidth, nHalf);
-        SlideColumnSums8(pIn, nInStride, nWidth, nHeight, nHalf,
-                         [&](int32_t y, const uint32_t* pSums, int32_t nRows) {
-                             WindowSumsByPrefix(pSums, aPrefix.data(), aWindow.data(), nWidth, nHalf);
-                             MeanRowByFloat8(aWindow.data(), aColumns.data(), nRows,
-                                             pOut + int64_t(y) * nOutStride, nWidth);
-                         });
+    if (FastPaths::Enabled() && nLargestColumns * nLargestRows <= kLargestFloatDivisor) {
+        if (nLargestRows * 255 <= 65535)
+            MeanXYByFloat8<uint16_t>(pIn, nInStride, pOut, nOutStride, nWidth, nHeight, nHalf);
+        else
+            MeanXYByFloat8<uint32_t>(pIn, nInStride, pOut, nOutStride, nWidth, nHeight, nHalf);
         return;
     }
     // Dividers by the number of window columns, for the present row count;

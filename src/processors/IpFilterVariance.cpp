@@ -1,6 +1,7 @@
 #include "processors/IpFilterVariance.h"
 
 #include "sdk/Exception.h"
+#include "processors/FastPaths.h"
 #include "processors/ProcessorSupport.h"
 #include "imaging/SampleDispatch.h"
 
@@ -13,60 +14,38 @@ void Variance8ToDouble(const uint8_t* pIn, int32_t nInStride, double* pOut, int3
         return;
     // Column sums of the window's rows slide down the image; per output row
     // the window sums along the row come from prefix differences, and the
-    // formula runs over the whole row. All three loops run on several pixels
-    // at a time.
+    // formula runs over the whole row, several pixels at a time.
+    const size_t nPadded = size_t(nWidth) + 2 * size_t(nHalf) + 1;
     std::vector<uint32_t> aColumnSums = AllocateWorkBuffer<uint32_t>(size_t(nWidth), 0);
     std::vector<uint32_t> aColumnSquares = AllocateWorkBuffer<uint32_t>(size_t(nWidth), 0);
-    std::vector<uint32_t> aPrefix = AllocateWorkBuffer<uint32_t>(size_t(nWidth) + 1);
-    std::vector<uint32_t> aPrefixSquares = AllocateWorkBuffer<uint32_t>(size_t(nWidth) + 1);
-    std::vector<uint32_t> aSums = AllocateWorkBuffer<uint32_t>(size_t(nWidth));
-    std::vector<uint32_t> aSquares = AllocateWorkBuffer<uint32_t>(size_t(nWidth));
-    std::vector<int32_t> aColumns = AllocateWorkBuffer<int32_t>(size_t(nWidth));
+    std::vector<uint32_t> aSumPrefix = AllocateWorkBuffer<uint32_t>(nPadded);
+    std::vector<uint32_t> aSquarePrefix = AllocateWorkBuffer<uint32_t>(nPadded);
+    std::vector<double> aColumns = AllocateWorkBuffer<double>(size_t(nWidth));
     uint32_t* pColumnSums = aColumnSums.data();
     uint32_t* pColumnSquares = aColumnSquares.data();
     for (int32_t x = 0; x < nWidth; ++x)
         aColumns[x] = CutWindowCount(x, nWidth, nHalf);
 
-    auto addRow = [&](int64_t nRow) {
-        const uint8_t* pRow = pIn + nRow * nInStride;
-        for (int32_t x = 0; x < nWidth; ++x) {
-            const uint32_t nValue = pRow[x];
-            pColumnSums[x] += nValue;
-            pColumnSquares[x] += nValue * nValue;
-        }
-    };
-    auto subtractRow = [&](int64_t nRow) {
-        const uint8_t* pRow = pIn + nRow * nInStride;
-        for (int32_t x = 0; x < nWidth; ++x) {
-            const uint32_t nValue = pRow[x];
-            pColumnSums[x] -= nValue;
-            pColumnSquares[x] -= nValue * nValue;
-        }
+    // Adds the row nEntering and takes the row nLeaving out; a row outside
+    // the image reads as zeros.
+    const std::vector<uint8_t> aNoRow = AllocateWorkBuffer<uint8_t>(size_t(nWidth), 0);
+    auto slide = [&](int64_t nEntering, int64_t nLeaving) {
+        const uint8_t* pEntering = nEntering < nHeight ? pIn + nEntering * nInStride : aNoRow.data();
+        const uint8_t* pLeaving = nLeaving >= 0 ? pIn + nLeaving * nInStride : aNoRow.data();
+        FastPaths::SlideSumsAndSquares(pEntering, pLeaving, pColumnSums, pColumnSquares, nWidth);
     };
     const int64_t nFirstY = std::min<int64_t>(nHalf, nHeight - 1);
     for (int64_t r = 0; r <= nFirstY; ++r)
-        addRow(r);
+        slide(r, -1);
     for (int32_t y = 0; y < nHeight; ++y) {
-        WindowSumsByPrefix2(pColumnSums, pColumnSquares, aPrefix.data(), aPrefixSquares.data(), aSums.data(),
-                            aSquares.data(), nWidth, nHalf);
-        const double dRows = CutWindowCount(y, nHeight, nHalf);
-        double* pOutRow = pOut + int64_t(y) * nOutStride;
-        const uint32_t* pSums = aSums.data();
-        const uint32_t* pSquares = aSquares.data();
-        const int32_t* pColumns = aColumns.data();
-        for (int32_t x = 0; x < nWidth; ++x) {
-            // The window sums are below 2^31; n = columns * rows is exact.
-            const double dSum = static_cast<int32_t>(pSums[x]);
-            const double dSquares = static_cast<int32_t>(pSquares[x]);
-            const double dCount = pColumns[x] * dRows;
-            pOutRow[x] = (dSquares - dSum * dSum / dCount) / (dCount - 1.0);
-        }
+        FastPaths::PaddedPrefixSums(pColumnSums, aSumPrefix.data(), nWidth, nHalf);
+        FastPaths::PaddedPrefixSums(pColumnSquares, aSquarePrefix.data(), nWidth, nHalf);
+        FastPaths::VarianceRow(aSumPrefix.data(), aSquarePrefix.data(), 2 * nHalf + 1, aColumns.data(),
+                               CutWindowCount(y, nHeight, nHalf), pOut + int64_t(y) * nOutStride, nWidth);
         const int64_t nEntering = int64_t(y) + nHalf + 1;
-        if (nEntering < nHeight)
-            addRow(nEntering);
         const int64_t nLeaving = int64_t(y) - nHalf;
-        if (nLeaving >= 0)
-            subtractRow(nLeaving);
+        if (nEntering < nHeight || nLeaving >= 0)
+            slide(nEntering, nLeaving);
     }
 }
 
@@ -130,7 +109,8 @@ int32_t ClIpFilterVariance::Process()
     const ClImage& in = *m_pInImage;
     out.Create(eOutType, in.Width(), in.Height(), 1, in.AuxX(), in.AuxY(), true);
     if (in.Data() != nullptr && out.Data() != nullptr) {
-        if (eInType == ClImage::uint8 && eOutType == ClImage::double64 && 2 * nHalf + 1 <= FilterVariance::kLargestIntegerWindow) {
+        if (FastPaths::Enabled() && eInType == ClImage::uint8 && eOutType == ClImage::double64 &&
+            2 * nHalf + 1 <= FilterVariance::kLargestIntegerWindow) {
             FilterVariance::Variance8ToDouble(in.Data(), in.SampleStride(), SamplesOf<double>(out), out.SampleStride(), in.Width(),
                               in.Height(), nHalf);
         } else {

@@ -152,8 +152,9 @@ void Variance(const TIn* pIn, int32_t nInStride, TOut* pOut, int32_t nOutStride,
 // The variance of an 8-bit image as doubles, the pipeline's case. The window
 // sums of 8-bit samples and their squares are whole numbers that a double
 // holds exactly, so they are summed as integers (the column sums sliding down
-// the image, a running sum along each row) and only the final formula runs in
-// double: the result is the same to the bit as summing in double. Needs
+// the image, sums along each row by prefix differences) and only the final
+// formula runs in double, several pixels at a time: the result is the same to
+// the bit as summing in double. The fast path of the processor; needs
 // 2h + 1 <= kLargestIntegerWindow, so that the sums fit 32 bits.
 constexpr int32_t kLargestIntegerWindow = 181;
 void Variance8ToDouble(const uint8_t* pIn, int32_t nInStride, double* pOut, int32_t nOutStride, int32_t nWidth,

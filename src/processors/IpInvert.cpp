@@ -1,5 +1,6 @@
 #include "processors/IpInvert.h"
 
+#include "processors/FastPaths.h"
 #include "processors/ProcessorSupport.h"
 
 ClIpInvert::ClIpInvert()
@@ -20,4 +21,14 @@ double ClIpInvert::TransformPixel(const ClImage& in, const ClImage& out, double 
     const double dMin = in.Min();
     const double dMax = in.Max();
     return (dMax - (dValue - dMin) - dMin) * (out.Max() - out.Min()) / (dMax - dMin) + out.Min();
+}
+
+void ClIpInvert::ApplyByteTable(const uint8_t* pTable, const ClImage& in, ClImage& out)
+{
+    if (!FastPaths::Enabled() || in.Data() == nullptr || out.Data() == nullptr) {
+        ClIp1to1Base::ApplyByteTable(pTable, in, out);
+        return;
+    }
+    FastPaths::ApplyByteTable(pTable, in.Data(), in.SampleStride(), out.Data(), out.SampleStride(),
+                              int64_t(in.Width()) * in.Planes(), in.Height());
 }

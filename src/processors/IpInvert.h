@@ -16,4 +16,7 @@ public:
     // (max - (value - min) - min) * (output max - output min) / (max - min)
     // + output min, with the ranges of the input and the output images.
     double TransformPixel(const ClImage& in, const ClImage& out, double dValue) const override;
+    // The table of 8-bit images, 255 - value for the full range, sixteen
+    // samples at a time.
+    void ApplyByteTable(const uint8_t* pTable, const ClImage& in, ClImage& out) override;
 };

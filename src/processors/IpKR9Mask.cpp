@@ -7,6 +7,7 @@
 
 #include "sdk/Exception.h"
 #include "imaging/Histogram.h"
+#include "processors/FastPaths.h"
 #include "processors/IpFilterMid.h"
 #include "processors/IpFilterMin.h"
 #include "processors/IpFilterVariance.h"
@@ -20,8 +21,10 @@
 
 namespace {
 
-// The failures of the pipeline: each kind has its one site, so that the
-// file and line of an exception tell which check refused.
+// The refusals of the pipeline, one function per kind of check, so that the
+// line of an exception tells the kind. A kind that several stages share (the
+// threshold's types, those of a scan for extremes) throws from its one site
+// for all of them. CheckInputType refuses a missing image where it checks.
 [[noreturn]] void FailFrameTypes()
 {
     throw ClExQuorvane(ZRT_ERROR_PARAM_OUT_OF_RANGE, KR9_SITE);
@@ -68,17 +71,26 @@ bool IsPipelineType(ClImage::EDataType eType)
     return eType == ClImage::uint8 || eType == ClImage::uint16;
 }
 
-// Calls visit with the sample type of a frame stage: uint8 or uint16.
+// VisitSampleType limited to the sample types a stage exists for: false,
+// without calling, for any other.
+template <typename... TAllowed, typename TVisitor>
+bool VisitStageType(ClImage::EDataType eType, TVisitor&& visit)
+{
+    bool bVisited = false;
+    VisitSampleType(eType, [&](auto tag) {
+        if constexpr ((std::is_same<typename decltype(tag)::Type, TAllowed>::value || ...)) {
+            visit(tag);
+            bVisited = true;
+        }
+    });
+    return bVisited;
+}
+
+// The sample types of the frame stages.
 template <typename TVisitor>
 bool VisitPipelineType(ClImage::EDataType eType, TVisitor&& visit)
 {
-    if (eType == ClImage::uint8)
-        visit(StSampleTag<uint8_t>());
-    else if (eType == ClImage::uint16)
-        visit(StSampleTag<uint16_t>());
-    else
-        return false;
-    return true;
+    return VisitStageType<uint8_t, uint16_t>(eType, visit);
 }
 
 // The largest value of the sample type: the "on" value of a mask.
@@ -251,6 +263,10 @@ void ClIpKR9Mask::GetCentralRange(const ClImage& image, T& min, T& max, int32_t 
     T highest = max;
     const T* pSamples = SamplesOf<T>(image);
     if constexpr (std::is_floating_point<T>::value) {
+        if (std::is_same<T, double>::value && FastPaths::Enabled() && nEnd > nStart) {
+            FastPaths::DoubleExtremes(pSamples + nStart, nEnd - nStart, lowest, highest);
+            nStart = nEnd;
+        }
         for (int64_t i = nStart; i < nEnd; ++i) {
             if (pSamples[i] < lowest)
                 lowest = pSamples[i];
@@ -278,19 +294,8 @@ void ClIpKR9Mask::FindExtremes(const ClImage& image, double& dMin, double& dMax,
         dMin = static_cast<double>(min);
         dMax = static_cast<double>(max);
     };
-    switch (image.DataType()) {
-    case ClImage::uint8:
-        scan(StSampleTag<uint8_t>());
-        break;
-    case ClImage::uint16:
-        scan(StSampleTag<uint16_t>());
-        break;
-    case ClImage::double64:
-        scan(StSampleTag<double>());
-        break;
-    default:
+    if (!VisitStageType<uint8_t, uint16_t, double>(image.DataType(), scan))
         FailScanType();
-    }
 }
 
 int32_t ClIpKR9Mask::ClampToCentralRange(const ClImage& in, ClImage& out, int32_t nWindow)
@@ -399,6 +404,12 @@ void ClIpKR9Mask::BuildVarianceImageOf(ClImage& in, ClImage& out, int32_t nWidth
     const int64_t nSamples = std::min(RunLength(aVariance), RunLength(out));
     const double* pVariance = SamplesOf<double>(aVariance);
     T* pOut = SamplesOf<T>(out);
+    if constexpr (std::is_same<T, uint8_t>::value) {
+        if (FastPaths::Enabled()) {
+            FastPaths::ClipScaleToBytes(pVariance, pOut, nSamples, dLow, dHigh, dGain);
+            return;
+        }
+    }
     for (int64_t i = 0; i < nSamples; ++i) {
         double dValue = pVariance[i];
         if (dValue < dLow)
@@ -461,19 +472,10 @@ void ClIpKR9Mask::SmoothMask(ClImage& in, ClImage& out, int32_t nWidth1, int32_t
 
 void ClIpKR9Mask::ConvertTo8Bit(const ClImage& in, ClImage& out, bool bStretch, double dFactor)
 {
-    switch (in.DataType()) {
-    case ClImage::uint8:
-        ConvertTo8BitOf<uint8_t>(in, out, bStretch, dFactor);
-        break;
-    case ClImage::uint16:
-        ConvertTo8BitOf<uint16_t>(in, out, bStretch, dFactor);
-        break;
-    case ClImage::double64:
-        ConvertTo8BitOf<double>(in, out, bStretch, dFactor);
-        break;
-    default:
+    if (!VisitStageType<uint8_t, uint16_t, double>(in.DataType(), [&](auto tag) {
+            ConvertTo8BitOf<typename decltype(tag)::Type>(in, out, bStretch, dFactor);
+        }))
         FailScanType();
-    }
 }
 
 template <typename T>
@@ -543,8 +545,11 @@ int32_t ClIpKR9Mask::EnhanceContrast(const ClImage& in, ClImage& out)
         const int64_t nSamples = std::min(RunLength(in), RunLength(out));
         const uint8_t* pIn = in.Data();
         uint8_t* pOut = out.Data();
-        for (int64_t i = 0; i < nSamples; ++i)
-            pOut[i] = aTable[pIn[i]];
+        if (FastPaths::Enabled())
+            FastPaths::ApplyByteTable(aTable, pIn, nSamples, pOut, nSamples, nSamples, 1);
+        else
+            for (int64_t i = 0; i < nSamples; ++i)
+                pOut[i] = aTable[pIn[i]];
     }
     return 0;
 }

@@ -37,7 +37,9 @@ protected:
     // The input check of the frame, then an output (-701), then the input's type.
     void CheckInputType() override;
 
-private:
+    // The paths and their stages are open to a subclass, so that a benchmark
+    // can time the stages one by one.
+
     // The two paths, from the input frame to the output and m_Mask.
     int32_t ProcessEightBit(ClImage& in, ClImage& out, ClImage& aWork, ClImage& aFeature, ClImage& aResult);
     int32_t ProcessSixteenBit(ClImage& in, ClImage& out, ClImage& aWork, ClImage& aFeature, ClImage& aResult);
@@ -79,6 +81,7 @@ private:
     // out = source where the mask is set, 255 elsewhere.
     void Compose(ClImage& out, const ClImage& mask, const ClImage& source);
 
+private:
     int32_t m_nPreFilterWidth;
     int32_t m_nWidthSpare;
     int32_t m_nBorderWidth;

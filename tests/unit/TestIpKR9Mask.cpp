@@ -2,9 +2,15 @@
 // frames against digests of output that was checked once, bit for bit, with a
 // brute-force model of every stage. A digest that changes means the pipeline's
 // result changed; if that is intended, check the new images and update it.
+// On thousands of generated frames the processors' vector loops must give
+// the bytes of their plain loops.
+#include <algorithm>
+#include <cmath>
 #include <cstdint>
+#include <cstring>
 #include <fstream>
 #include <functional>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -12,6 +18,7 @@
 
 #include "common/ExceptionCode.h"
 #include "emulator/SyntheticFinger.h"
+#include "processors/FastPaths.h"
 #include "processors/IpKR9Mask.h"
 
 namespace {
@@ -171,6 +178,83 @@ TEST(IpKR9Mask, SmallOddFramesAndTheFrameAsItsOwnOutputAreSafe)
     ASSERT_EQ(inPlace.Run(&frame, &frame), 0);
     EXPECT_EQ(DigestOf(frame), DigestOf(out));
     EXPECT_EQ(DigestOf(inPlace.m_Mask), DigestOf(separate.m_Mask));
+}
+
+// Frames under a sanitizer run many times slower: fewer of them there.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr int32_t kGeneratedFrames = 150;
+#else
+constexpr int32_t kGeneratedFrames = 2000;
+#endif
+
+// A generated frame: ridges of random period, direction, level and contrast
+// (none, tiny, strong, far beyond the range and so saturated) with noise in
+// an ellipse on a background, at the sensor's size, above and below the
+// subtraction table's 90000 pixels, and tiny; every fourth one in 16 bits.
+// The widths leave no row padding, which the stages would read as samples.
+void GeneratedFrame(std::mt19937& random, int32_t nFrame, ClImage& frame)
+{
+    const int32_t aSizes[][2] = {{kWidth, kHeight}, {300, 308}, {96, 61}, {24, 17}};
+    const int32_t nWidth = aSizes[nFrame % 4][0], nHeight = aSizes[nFrame % 4][1];
+    const auto uniform = [&](double dLow, double dHigh) { return std::uniform_real_distribution<>(dLow, dHigh)(random); };
+    const double aContrasts[] = {0.0, 1.0, 3.0, 40.0, 120.0, 2000.0};
+    const double dContrast = aContrasts[random() % 6], dNoise = uniform(0.0, 1.0) < 0.5 ? 0.0 : uniform(0.0, 40.0);
+    const double dLevel = uniform(0.0, 255.0), dPeriod = uniform(4.0, 16.0), dAngle = uniform(0.0, 3.2);
+    const double dBackground = uniform(0.0, 1.0) < 0.5 ? 255.0 : uniform(0.0, 255.0);
+    const double dCenterX = uniform(0.2, 0.8) * nWidth, dCenterY = uniform(0.2, 0.8) * nHeight;
+    const double dRadiusX = uniform(0.1, 0.7) * nWidth, dRadiusY = uniform(0.1, 0.7) * nHeight;
+    const bool bSixteenBit = nFrame % 4 == 3;
+    frame.Create(bSixteenBit ? ClImage::uint16 : ClImage::uint8, nWidth, nHeight, 1, 0, 0, true);
+    for (int32_t y = 0; y < nHeight; ++y)
+        for (int32_t x = 0; x < nWidth; ++x) {
+            const double dX = (x - dCenterX) / dRadiusX, dY = (y - dCenterY) / dRadiusY;
+            double dValue = dBackground;
+            if (dX * dX + dY * dY < 1.0)
+                dValue = dLevel + dContrast * std::sin((x * std::cos(dAngle) + y * std::sin(dAngle)) * 6.283 / dPeriod) +
+                         uniform(-dNoise, dNoise);
+            const int32_t nValue = std::clamp(int32_t(dValue), 0, 255);
+            uint8_t* pRow = frame.Data() + int64_t(y) * frame.Stride();
+            if (bSixteenBit)
+                reinterpret_cast<uint16_t*>(pRow)[x] = uint16_t(nValue * 200 + 1000 + x);
+            else
+                pRow[x] = uint8_t(nValue);
+        }
+}
+
+bool SameSamples(const ClImage& first, const ClImage& second)
+{
+    if (first.Width() != second.Width() || first.Height() != second.Height())
+        return false;
+    for (int32_t y = 0; y < first.Height(); ++y)
+        if (std::memcmp(first.Data() + int64_t(y) * first.Stride(), second.Data() + int64_t(y) * second.Stride(),
+                        size_t(first.Width())) != 0)
+            return false;
+    return true;
+}
+
+TEST(IpKR9Mask, VectorLoopsGiveThePlainLoopsBytesOnGeneratedFrames)
+{
+    // The switch is the processors' own: restored however the test ends.
+    struct StWidestLoops
+    {
+        ~StWidestLoops() { FastPaths::SetLoops(FastPaths::ELoops::eWidest); }
+    } restore;
+    std::mt19937 random(20261123);
+    for (int32_t nFrame = 0; nFrame < kGeneratedFrames; ++nFrame) {
+        ClImage frame, plainOut(1, 1);
+        GeneratedFrame(random, nFrame, frame);
+        ClIpKR9Mask plain;
+        FastPaths::SetLoops(FastPaths::ELoops::ePlain);
+        ASSERT_EQ(plain.Run(&frame, &plainOut), 0);
+        for (const auto eLoops : {FastPaths::ELoops::eSse2, FastPaths::ELoops::eWidest}) {
+            ClImage out(1, 1);
+            ClIpKR9Mask pipeline;
+            FastPaths::SetLoops(eLoops);
+            ASSERT_EQ(pipeline.Run(&frame, &out), 0);
+            ASSERT_TRUE(SameSamples(out, plainOut)) << "output of frame " << nFrame << ", loops " << int(eLoops);
+            ASSERT_TRUE(SameSamples(pipeline.m_Mask, plain.m_Mask)) << "mask of frame " << nFrame;
+        }
+    }
 }
 
 }  // namespace
