@@ -16,6 +16,7 @@
 #include <umockdev.h>
 
 #include "device/KR9DeviceIds.h"
+#include "device/KR9WireProtocol.h"
 #include "device/transport/LibusbHIDInterface.h"
 
 namespace {
@@ -28,7 +29,6 @@ constexpr uint16_t kEnglishUs = 0x0409;
 
 constexpr uint8_t kGetDescriptor = 6;
 constexpr uint8_t kStringDescriptor = 3;
-constexpr uint8_t kPhysicalDescriptor = 0x23;
 constexpr uint8_t kDeviceToHostStandardDevice = 0x80;
 constexpr uint8_t kDeviceToHostStandardInterface = 0x81;
 
@@ -57,7 +57,7 @@ std::vector<uint8_t> Descriptors(ClKR9UmockdevBus::StUsbIds ids, bool bScanner, 
     // A keyboard is of the boot subclass and protocol; the scanner of neither.
     bytes.insert(bytes.end(), {9, 4, 0, 0, ucEndpoints, 3, uint8_t(bScanner ? 0 : 1), uint8_t(bScanner ? 0 : 1), 0});
     bytes.insert(bytes.end(), {9, 0x21, 0x11, 0x01, 0, 1, 0x22, 34, 0});
-    const uint8_t ucPacket = bScanner ? 64 : 8;
+    const uint8_t ucPacket = bScanner ? KR9Wire::kTravellingSize : 8;
     bytes.insert(bytes.end(), {7, 5, kInEndpoint, 3, ucPacket, 0, 1});
     if (bScanner)
         bytes.insert(bytes.end(), {7, 5, kOutEndpoint, 3, ucPacket, 0, 1});
@@ -184,7 +184,7 @@ struct ClKR9UmockdevDevice::StHandler
             return 0;
         }
         if (ucType == kDeviceToHostStandardInterface && ucRequest == kGetDescriptor &&
-            ucDescriptor == kPhysicalDescriptor && pModel != nullptr && client.bConnected) {
+            ucDescriptor == KR9Wire::kPhysicalDescriptorType && pModel != nullptr && client.bConnected) {
             const int nStatus = StatusOf(pModel->FetchChunk(client.uiConnection, pData, static_cast<uint64_t>(nWanted)));
             nActual = nStatus == 0 ? nWanted : 0;
             return nStatus;

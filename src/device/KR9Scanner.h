@@ -11,14 +11,15 @@
 
 #include "device/HIDInterface.h"
 #include "device/KR9USBProtocol.h"
+#include "device/KR9WireProtocol.h"
 
 class ClImage;
 
 class ClKR9Scanner
 {
 public:
-    static constexpr uint32_t kWidth = 256;
-    static constexpr uint32_t kHeight = 360;
+    static constexpr uint32_t kWidth = KR9Wire::kFrameWidth;
+    static constexpr uint32_t kHeight = KR9Wire::kFrameHeight;
     static constexpr const char* kNamePrefix = "KR9 ";
 
     // Clears the list and fills it with the attached scanners, names replaced by

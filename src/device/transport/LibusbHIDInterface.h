@@ -14,6 +14,7 @@
 #include <string>
 
 #include "device/HIDInterface.h"
+#include "device/KR9WireProtocol.h"
 
 struct libusb_context;
 struct libusb_device;
@@ -75,7 +76,7 @@ public:
     bool GetPhysicalDescriptor(void* pBuffer, uint64_t uiSize) override;
 
     // Bytes of a report on the wire; the host's buffer adds the report id in front.
-    static constexpr uint32_t kReportBytes = 64;
+    static constexpr uint32_t kReportBytes = KR9Wire::kTravellingSize;
 
 private:
     // One asynchronous transfer per direction. A read that timed out stays
