@@ -6,6 +6,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 
 #include "sdk/Exception.h"
 #include "sdk/GuardedMemory.h"
@@ -64,17 +65,18 @@ void TpSafeHandle<TObject, TSDK>::Create(void** phHandle)
         ThrowHandleReferenceFault();
 
     // Out of memory leaves the variable null, which the validation below turns into -42.
-    TObject* pObject = nullptr;
+    std::unique_ptr<TObject> pObject;
     StSafeHandleRecord* pRecord = nullptr;
     try {
-        pObject = new TObject();
-        pRecord = AllocateHandleRecord(static_cast<Interface*>(pObject));
+        pObject.reset(new TObject());
+        pRecord = AllocateHandleRecord(static_cast<Interface*>(pObject.get()));
     } catch (const std::bad_alloc&) {
     }
-    if (pRecord == nullptr)
-        delete pObject;
-    else
+    if (pRecord != nullptr) {
+        // From here the record owns the object: the handle's destruction frees it.
         *phHandle = pRecord;
+        pObject.release();
+    }
 
     GetObject(*phHandle)->OnAfterCreate();
 }
