@@ -29,8 +29,9 @@ class ClLibusbWrapper;
 class ClLibusbContext
 {
 public:
-    // The shared context. The loader's exceptions when libusb is missing, -62
-    // with "libusb_init (<code>)" when libusb cannot start.
+    // The shared context. The loader's exceptions when libusb is missing,
+    // ZRT_ERROR_DEVICE_INTERNAL with "libusb_init (<code>)" when libusb cannot
+    // start.
     static std::shared_ptr<ClLibusbContext> Get();
     // Drops the process's reference; the next Get makes a new context. Code that
     // provides the USB devices itself (an emulated bus) needs every context gone
