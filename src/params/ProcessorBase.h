@@ -18,12 +18,12 @@ class ClImage;
 class ClParameterInterface;
 class ClProcessorBase;
 
-// Where a processor reports its runs. The SDK installs none; a host may.
 // Registers an image member as a pointer parameter under that name; every
 // image processor publishes its images this way.
 void RegisterImageParameter(ClParameterContainer& container, const char* pszName, ClImage** ppImage,
                             uint32_t uiAccess);
 
+// Where a processor reports its runs. The SDK installs none; a host may.
 class ClProcessingReporter
 {
 public:
