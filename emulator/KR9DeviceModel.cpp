@@ -270,7 +270,8 @@ ClKR9DeviceModel::ETransfer ClKR9DeviceModel::FetchChunk(uint32_t uiConnection, 
 
 void ClKR9DeviceModel::HandleCommand(StConnection& connection, const Report& request)
 {
-    const bool bOpenSession = std::all_of(request.begin(), request.end(), [](uint8_t b) { return b == kOpenSessionFill; });
+    const bool bOpenSession =
+        std::all_of(request.begin(), request.end(), [](uint8_t b) { return b == kOpenSessionFill; });
     Report reply{};
     if (bOpenSession) {
         ++m_stats.sessionsOpened;
