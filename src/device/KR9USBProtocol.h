@@ -31,7 +31,8 @@ public:
     void StopDevice();
     bool IsFrameReady();
     void GetFirmwareVersion(uint32_t auiVersion[4]);
-    // Kind 0: serial number (8 characters at most); 1: 12; 2: 32. Other kinds send 18 and give "".
+    // Kind 0: serial number (8 characters at most); 1: 12; 2: 32. Other kinds ask
+    // as for the serial number (eGetDeviceString0) and give "".
     void GetDeviceString(std::string& strText, uint32_t uiKind);
 
     // The grabs of the four frame modes; each raises ZRT_ERROR_DEVICE_INTERNAL when
