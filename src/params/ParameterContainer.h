@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
 #include <new>
 
 #include "params/Parameter.h"
@@ -78,15 +79,11 @@ private:
 template <class TParameter>
 TParameter* ClParameterContainer::CreateParameter(const char* pszName)
 {
-    TParameter* pParameter = new (std::nothrow) TParameter();
+    std::unique_ptr<TParameter> pParameter(new (std::nothrow) TParameter());
     if (pParameter == nullptr)
         ThrowParameterAllocationFailed();
-    try {
-        pParameter->SetName(pszName);
-        Add(pParameter);
-    } catch (...) {
-        delete pParameter;
-        throw;
-    }
-    return pParameter;
+    pParameter->SetName(pszName);
+    // A refused parameter stays ours and goes with the exception; an added one is the container's.
+    Add(pParameter.get());
+    return pParameter.release();
 }

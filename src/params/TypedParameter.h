@@ -18,6 +18,7 @@
 #include <cstdio>
 #include <cstring>
 #include <limits>
+#include <memory>
 #include <new>
 #include <string>
 #include <type_traits>
@@ -161,16 +162,11 @@ protected:
     template <class TClone>
     static ClParameter* CloneAs(const ClParameter& source)
     {
-        TClone* pClone = new (std::nothrow) TClone();
+        std::unique_ptr<TClone> pClone(new (std::nothrow) TClone());
         if (pClone == nullptr)
             ThrowParameterAllocationFailed();
-        try {
-            source.CopySetupTo(*pClone);
-        } catch (...) {
-            delete pClone;
-            throw;
-        }
-        return pClone;
+        source.CopySetupTo(*pClone);
+        return pClone.release();
     }
 
     void* m_pOwner = nullptr;        // object for the accessors; null when bound to a variable
