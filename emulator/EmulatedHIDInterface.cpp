@@ -4,14 +4,15 @@
 #include <cstring>
 #include <string>
 
+#include "device/KR9WireProtocol.h"
 #include "sdk/Exception.h"
 #include "emulator/KR9DeviceModel.h"
 #include "emulator/KR9EmulatorRegistry.h"
 
 namespace {
 
-// The host's buffer: a report id byte (always 0) and the 64 bytes that travel.
-constexpr uint64_t kReportBufferSize = KR9EMU_REPORT_BYTES + 1;
+// The host's buffer: the report id byte and the bytes that travel.
+constexpr uint64_t kReportBufferSize = KR9Wire::kReportSize;
 
 }  // namespace
 
@@ -65,10 +66,10 @@ uint64_t ClEmulatedHIDInterface::Read(void* pBuffer, uint64_t uiSize, int32_t nT
     if (m_pDevice == nullptr || pBuffer == nullptr || uiSize < kReportBufferSize)
         throw ClExQuorvane(ZRT_ERROR_READ_FAIL, KR9_SITE);
     uint8_t* pBytes = static_cast<uint8_t*>(pBuffer);
-    uint8_t aucReport[KR9EMU_REPORT_BYTES];
+    uint8_t aucReport[KR9Wire::kTravellingSize];
     switch (m_pDevice->WaitForInputReport(m_uiConnection, aucReport, nTimeoutMs)) {
     case ClKR9DeviceModel::ETransfer::eDone:
-        pBytes[0] = 0;
+        pBytes[0] = KR9Wire::kReportId;
         memcpy(pBytes + 1, aucReport, sizeof(aucReport));
         return kReportBufferSize;
     case ClKR9DeviceModel::ETransfer::eTimedOut:
@@ -83,7 +84,7 @@ uint64_t ClEmulatedHIDInterface::Write(const void* pBuffer, uint64_t uiSize, uin
 {
     if (m_pDevice == nullptr || pBuffer == nullptr || uiSize != kReportBufferSize)
         throw ClExQuorvane(ZRT_ERROR_WRITE_FAIL, KR9_SITE);
-    // Report id 0 is not sent: the 64 bytes behind it travel.
+    // The report id is not sent: the bytes behind it travel.
     const uint8_t* pBytes = static_cast<const uint8_t*>(pBuffer);
     if (m_pDevice->ReceiveOutputReport(m_uiConnection, pBytes + 1) != ClKR9DeviceModel::ETransfer::eDone)
         throw ClExQuorvane(ZRT_ERROR_WRITE_FAIL, KR9_SITE);

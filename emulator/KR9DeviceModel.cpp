@@ -8,50 +8,28 @@
 
 namespace {
 
-// Offsets within a report as it travels (the host's buffer without its report id byte).
-constexpr size_t kTagOffset = 0;      // six bytes of session tag
-constexpr size_t kTagSize = 6;
-constexpr size_t kCommandOffset = 7;
-constexpr size_t kArgumentOffset = 8; // first argument of a request, status byte of a reply
-constexpr uint8_t kYes = 255;
-constexpr uint8_t kNo = 0;
+using namespace KR9Wire;
 
-// Command ids.
-constexpr uint8_t kWriteRegister = 1;
-constexpr uint8_t kReadRegister = 2;
-constexpr uint8_t kGetFirmwareVersion = 4;
-constexpr uint8_t kGrabClosing = 5;
-constexpr uint8_t kStartDevice = 8;
-constexpr uint8_t kGrab16 = 9;
-constexpr uint8_t kIsFingerPresent = 10;
-constexpr uint8_t kStopDevice = 16;
-constexpr uint8_t kDeviceString0 = 18;
-constexpr uint8_t kDeviceString1 = 20;
-constexpr uint8_t kIsFrameReady = 26;
-constexpr uint8_t kGrab8 = 30;
-constexpr uint8_t kDeviceString2 = 33;
+// Where the fields lie in a report as the device sees it, without the report id byte.
+constexpr size_t kTagAt = Travelling(kSessionOffset);
+constexpr size_t kCommandAt = Travelling(kCommandOffset);
+constexpr size_t kArgumentAt = Travelling(kArgumentOffset);   // first argument of a request, status byte of a reply
 
-// Chunk layout of a frame: two halves of 128 columns, each padded to whole chunks.
-constexpr size_t kChunkSize = 4096;
-constexpr size_t kHalfColumns = KR9EMU_FRAME_WIDTH / 2;
+static_assert(KR9EMU_REPORT_BYTES == kTravellingSize, "the emulator's reports are the device's");
+static_assert(KR9EMU_FRAME_WIDTH == kFrameWidth && KR9EMU_FRAME_HEIGHT == kFrameHeight,
+              "the emulator's pictures are the sensor's");
+
 constexpr uint8_t kChunkPadding = 0xEE;   // never part of an image; makes a misplaced tail visible
 constexpr size_t kReportLogLimit = 4096;
 
 // What the device-string commands answer besides the serial number.
-const char* const s_pszProductString = "KR9-EMULATED";                  // 12 characters
-const char* const s_pszDescriptionString = "Quorvane KR9 virtual scanner";  // up to 32
+constexpr char s_szProductString[] = "KR9-EMULATED";
+constexpr char s_szDescriptionString[] = "Quorvane KR9 virtual scanner";
+static_assert(sizeof(s_szProductString) - 1 <= kDeviceStringLimits[1] &&
+                  sizeof(s_szDescriptionString) - 1 <= kDeviceStringLimits[2],
+              "the device strings fit their fields");
 
 constexpr uint8_t kInitialRegister28 = 0x5A;
-
-size_t HalfBytes(size_t uiBytesPerPixel)
-{
-    return kHalfColumns * KR9EMU_FRAME_HEIGHT * uiBytesPerPixel;
-}
-
-size_t ChunksPerHalf(size_t uiBytesPerPixel)
-{
-    return (HalfBytes(uiBytesPerPixel) + kChunkSize - 1) / kChunkSize;
-}
 
 // Appends one half (128 columns starting at nFirstColumn) as whole chunks.
 void AppendHalf(std::vector<uint8_t>& stream, const uint8_t* pPicture, size_t uiFirstColumn, size_t uiBytesPerPixel)
@@ -59,9 +37,9 @@ void AppendHalf(std::vector<uint8_t>& stream, const uint8_t* pPicture, size_t ui
     const size_t uiStart = stream.size();
     stream.resize(uiStart + ChunksPerHalf(uiBytesPerPixel) * kChunkSize, kChunkPadding);
     uint8_t* pOut = stream.data() + uiStart;
-    for (size_t r = 0; r < KR9EMU_FRAME_HEIGHT; ++r) {
+    for (size_t r = 0; r < kFrameHeight; ++r) {
         for (size_t c = 0; c < kHalfColumns; ++c) {
-            const uint8_t ucValue = pPicture[r * KR9EMU_FRAME_WIDTH + uiFirstColumn + c];
+            const uint8_t ucValue = pPicture[r * kFrameWidth + uiFirstColumn + c];
             if (uiBytesPerPixel == 1) {
                 *pOut++ = ucValue;
             } else {
@@ -82,7 +60,7 @@ ClKR9DeviceModel::ClKR9DeviceModel(const std::string& strSerial)
       m_emptySensor(KR9EMU_FRAME_BYTES, kEmptySensorValue),
       m_touchPicture(KR9EMU_FRAME_BYTES, kEmptySensorValue)
 {
-    m_aucRegisters[28] = kInitialRegister28;
+    m_aucRegisters[kRegister28] = kInitialRegister28;
     uint32_t uiSeed = 0;
     for (char c : strSerial)
         uiSeed = uiSeed * 31u + static_cast<uint8_t>(c);
@@ -272,9 +250,9 @@ ClKR9DeviceModel::ETransfer ClKR9DeviceModel::FetchChunk(uint32_t uiConnection, 
         if (bLastChunk && connection.bClosingReportDue) {
             connection.bClosingReportDue = false;
             Report closing{};
-            std::copy(connection.aucSessionTag.begin(), connection.aucSessionTag.end(), closing.begin() + kTagOffset);
-            closing[kCommandOffset] = kGrabClosing;
-            closing[kArgumentOffset] = kYes;
+            std::copy(connection.aucSessionTag.begin(), connection.aucSessionTag.end(), closing.begin() + kTagAt);
+            closing[kCommandAt] = eGrabFrameClosed;
+            closing[kArgumentAt] = kStatusYes;
             QueueReply(connection, closing);
         }
         if (ConsumeFault(KR9EMU_FAULT_CHUNK_FAIL))
@@ -292,7 +270,8 @@ ClKR9DeviceModel::ETransfer ClKR9DeviceModel::FetchChunk(uint32_t uiConnection, 
 
 void ClKR9DeviceModel::HandleCommand(StConnection& connection, const Report& request)
 {
-    const bool bOpenSession = std::all_of(request.begin(), request.end(), [](uint8_t b) { return b == 0xFF; });
+    const bool bOpenSession =
+        std::all_of(request.begin(), request.end(), [](uint8_t b) { return b == kOpenSessionFill; });
     Report reply{};
     if (bOpenSession) {
         ++m_stats.sessionsOpened;
@@ -301,76 +280,77 @@ void ClKR9DeviceModel::HandleCommand(StConnection& connection, const Report& req
         connection.replies.clear();
         connection.chunkStream.clear();
         connection.uiChunkOffset = 0;
-        std::copy(connection.aucSessionTag.begin(), connection.aucSessionTag.end(), reply.begin() + kTagOffset);
+        std::copy(connection.aucSessionTag.begin(), connection.aucSessionTag.end(), reply.begin() + kTagAt);
         QueueReply(connection, reply);
         return;
     }
 
-    const uint8_t ucCommand = request[kCommandOffset];
+    const uint8_t ucCommand = request[kCommandAt];
     ++m_stats.commandsById[ucCommand];
-    std::copy(request.begin(), request.begin() + kArgumentOffset, reply.begin());
+    std::copy(request.begin(), request.begin() + kArgumentAt, reply.begin());
 
     // A report that does not carry this connection's tag is refused: the
     // device answers "no" and does nothing.
     const bool bTagValid = connection.bSessionOpen &&
                            std::equal(connection.aucSessionTag.begin(), connection.aucSessionTag.end(),
-                                      request.begin() + kTagOffset);
+                                      request.begin() + kTagAt);
     if (!bTagValid) {
-        reply[kArgumentOffset] = kNo;
+        reply[kArgumentAt] = kStatusNo;
         QueueReply(connection, reply);
         return;
     }
 
-    uint8_t* pResult = reply.data() + kArgumentOffset;
+    uint8_t* pResult = reply.data() + kArgumentAt;
     switch (ucCommand) {
-    case kWriteRegister:
+    case eWriteRegister:
         // Register replies echo the register and its value; they have no status byte.
-        m_aucRegisters[request[kArgumentOffset]] = request[kArgumentOffset + 1];
-        pResult[0] = request[kArgumentOffset];
-        pResult[1] = request[kArgumentOffset + 1];
+        m_aucRegisters[request[kArgumentAt]] = request[kArgumentAt + 1];
+        pResult[0] = request[kArgumentAt];
+        pResult[1] = request[kArgumentAt + 1];
         break;
-    case kReadRegister:
-        pResult[0] = request[kArgumentOffset];
-        pResult[1] = m_aucRegisters[request[kArgumentOffset]];
+    case eReadRegister:
+        pResult[0] = request[kArgumentAt];
+        pResult[1] = m_aucRegisters[request[kArgumentAt]];
         break;
-    case kGetFirmwareVersion:
+    case eGetFirmwareVersion:
         std::copy(m_aucFirmware.begin(), m_aucFirmware.end(), pResult);
         break;
-    case kStartDevice:
+    case eStartDevice:
         m_bStarted = true;
-        pResult[0] = kYes;
+        pResult[0] = kStatusYes;
         break;
-    case kStopDevice:
+    case eStopDevice:
         m_bStarted = false;
-        pResult[0] = kYes;
+        pResult[0] = kStatusYes;
         break;
-    case kIsFingerPresent:
-        pResult[0] = IsFingerPresent() ? kYes : kNo;
+    case eIsFingerPresent:
+        pResult[0] = IsFingerPresent() ? kStatusYes : kStatusNo;
         break;
-    case kIsFrameReady:
-        pResult[0] = m_bStarted ? kYes : kNo;
+    case eIsFrameReady:
+        pResult[0] = m_bStarted ? kStatusYes : kStatusNo;
         break;
-    case kDeviceString0:
-        // Up to 8 characters; a serial of exactly 8 has no terminator in the reply.
-        std::copy(m_strSerial.begin(), m_strSerial.begin() + std::min<size_t>(m_strSerial.size(), 8), pResult);
+    case eGetDeviceString0:
+        // A serial of the field's full length has no terminator in the reply.
+        std::copy(m_strSerial.begin(), m_strSerial.begin() + std::min(m_strSerial.size(), kDeviceStringLimits[0]),
+                  pResult);
         break;
-    case kDeviceString1:
-        memcpy(pResult, s_pszProductString, strlen(s_pszProductString));
+    case eGetDeviceString1:
+        memcpy(pResult, s_szProductString, sizeof(s_szProductString) - 1);
         break;
-    case kDeviceString2:
-        memcpy(pResult, s_pszDescriptionString, strlen(s_pszDescriptionString));
+    case eGetDeviceString2:
+        memcpy(pResult, s_szDescriptionString, sizeof(s_szDescriptionString) - 1);
         break;
-    case kGrab8:
+    case eGrabFrame8:
         StartFrame(connection, EGrab::eFrame8);
         return;   // grabs answer with chunks, not with a report
-    case kGrab16:
+    case eGrabFrame16:
         StartFrame(connection, EGrab::eFrame16);
         return;
-    case kGrabClosing:
+    case eGrabFrameClosed:
         StartFrame(connection, EGrab::eFrame16Closing);
         return;
     default:
-        pResult[0] = kNo;
+        pResult[0] = kStatusNo;
         break;
     }
     QueueReply(connection, reply);
@@ -380,8 +360,8 @@ void ClKR9DeviceModel::QueueReply(StConnection& connection, Report reply)
 {
     if (ConsumeFault(KR9EMU_FAULT_SWALLOW_REPLY))
         return;
-    if (reply[kArgumentOffset] == kYes && ConsumeFault(KR9EMU_FAULT_STATUS_254))
-        reply[kArgumentOffset] = 254;
+    if (reply[kArgumentAt] == kStatusYes && ConsumeFault(KR9EMU_FAULT_STATUS_254))
+        reply[kArgumentAt] = 254;
     const bool bLate = ConsumeFault(KR9EMU_FAULT_LATE_REPLY);
     connection.replies.push_back({reply, Clock::now() + std::chrono::milliseconds(m_uiReplyMs), bLate});
 }
@@ -426,13 +406,13 @@ const uint8_t* ClKR9DeviceModel::CurrentPicture()
     return m_frames.data() + static_cast<size_t>(uiIndex) * KR9EMU_FRAME_BYTES;
 }
 
-std::array<uint8_t, 6> ClKR9DeviceModel::NextSessionTag()
+ClKR9DeviceModel::SessionTag ClKR9DeviceModel::NextSessionTag()
 {
     // Distinct per session and per device, and never the all-0xFF opening pattern.
     uint64_t uiMix = ++m_uiSessionCounter * 0x9E3779B97F4A7C15ull;
     for (char c : m_strSerial)
         uiMix = (uiMix ^ static_cast<uint8_t>(c)) * 0x100000001B3ull;
-    std::array<uint8_t, 6> tag;
+    SessionTag tag;
     for (size_t i = 0; i < tag.size(); ++i)
         tag[i] = static_cast<uint8_t>(uiMix >> (8 * i));
     tag[0] &= 0x7F;

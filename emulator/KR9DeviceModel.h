@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "KR9Emulator.h"
+#include "device/KR9WireProtocol.h"
 #include "emulator/ScriptedTouch.h"
 
 class ClKR9DeviceModel
@@ -67,6 +68,7 @@ public:
 
 private:
     using Clock = std::chrono::steady_clock;
+    using SessionTag = std::array<uint8_t, KR9Wire::kSessionSize>;
 
     struct StPendingReply
     {
@@ -77,7 +79,7 @@ private:
 
     struct StConnection
     {
-        std::array<uint8_t, 6> aucSessionTag{};
+        SessionTag aucSessionTag{};
         bool bSessionOpen = false;
         std::deque<StPendingReply> replies;
         std::vector<uint8_t> chunkStream;   // the whole chunk run of the current frame
@@ -98,7 +100,7 @@ private:
     void StartFrame(StConnection& connection, EGrab grab);
     const uint8_t* CurrentPicture();
     bool IsFingerPresent() const;
-    std::array<uint8_t, 6> NextSessionTag();
+    SessionTag NextSessionTag();
 
     const std::string m_strSerial;
     std::mutex m_mutex;

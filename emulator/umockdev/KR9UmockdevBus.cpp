@@ -16,6 +16,7 @@
 #include <umockdev.h>
 
 #include "device/KR9DeviceIds.h"
+#include "device/KR9WireProtocol.h"
 #include "device/transport/LibusbHIDInterface.h"
 
 namespace {
@@ -28,7 +29,6 @@ constexpr uint16_t kEnglishUs = 0x0409;
 
 constexpr uint8_t kGetDescriptor = 6;
 constexpr uint8_t kStringDescriptor = 3;
-constexpr uint8_t kPhysicalDescriptor = 0x23;
 constexpr uint8_t kDeviceToHostStandardDevice = 0x80;
 constexpr uint8_t kDeviceToHostStandardInterface = 0x81;
 
@@ -57,7 +57,7 @@ std::vector<uint8_t> Descriptors(ClKR9UmockdevBus::StUsbIds ids, bool bScanner, 
     // A keyboard is of the boot subclass and protocol; the scanner of neither.
     bytes.insert(bytes.end(), {9, 4, 0, 0, ucEndpoints, 3, uint8_t(bScanner ? 0 : 1), uint8_t(bScanner ? 0 : 1), 0});
     bytes.insert(bytes.end(), {9, 0x21, 0x11, 0x01, 0, 1, 0x22, 34, 0});
-    const uint8_t ucPacket = bScanner ? 64 : 8;
+    const uint8_t ucPacket = bScanner ? KR9Wire::kTravellingSize : 8;
     bytes.insert(bytes.end(), {7, 5, kInEndpoint, 3, ucPacket, 0, 1});
     if (bScanner)
         bytes.insert(bytes.end(), {7, 5, kOutEndpoint, 3, ucPacket, 0, 1});
@@ -184,7 +184,7 @@ struct ClKR9UmockdevDevice::StHandler
             return 0;
         }
         if (ucType == kDeviceToHostStandardInterface && ucRequest == kGetDescriptor &&
-            ucDescriptor == kPhysicalDescriptor && pModel != nullptr && client.bConnected) {
+            ucDescriptor == KR9Wire::kPhysicalDescriptorType && pModel != nullptr && client.bConnected) {
             const int nStatus = StatusOf(pModel->FetchChunk(client.uiConnection, pData, static_cast<uint64_t>(nWanted)));
             nActual = nStatus == 0 ? nWanted : 0;
             return nStatus;
@@ -410,11 +410,16 @@ bool ClKR9UmockdevBus::PreloadActive()
     return true;
 }
 
+void ClKR9UmockdevBus::StTestbedRelease::operator()(UMockdevTestbed* pTestbed) const
+{
+    g_object_unref(pTestbed);
+}
+
 ClKR9UmockdevBus::ClKR9UmockdevBus()
 {
     // A context made before the testbed would have looked at the real system.
     ClLibusbContext::Release();
-    m_pTestbed = umockdev_testbed_new();
+    m_pTestbed.reset(umockdev_testbed_new());
     if (m_pTestbed == nullptr || !umockdev_in_mock_environment())
         throw std::runtime_error("umockdev testbed not in effect (is the preload library loaded?)");
 }
@@ -424,9 +429,8 @@ ClKR9UmockdevBus::~ClKR9UmockdevBus()
     // libusb must let go of the devices before they vanish.
     ClLibusbContext::Release();
     for (const auto& pDevice : m_devices)
-        umockdev_testbed_detach_ioctl(m_pTestbed, pDevice->m_strNode.c_str(), nullptr);
+        umockdev_testbed_detach_ioctl(m_pTestbed.get(), pDevice->m_strNode.c_str(), nullptr);
     m_devices.clear();
-    g_object_unref(m_pTestbed);
 }
 
 ClKR9UmockdevDevice& ClKR9UmockdevBus::AddScanner(std::shared_ptr<ClKR9DeviceModel> pModel)
@@ -459,7 +463,7 @@ ClKR9UmockdevDevice& ClKR9UmockdevBus::Add(std::shared_ptr<ClKR9DeviceModel> pMo
     g_signal_connect_after(handler.pBase, "handle-ioctl", G_CALLBACK(&ClKR9UmockdevDevice::StHandler::OnIoctl), &handler);
     g_signal_connect(handler.pBase, "client-vanished", G_CALLBACK(&ClKR9UmockdevDevice::StHandler::OnVanished), &handler);
     // The handler is in place before the device appears, so an open right after the "add" finds it.
-    if (!umockdev_testbed_attach_ioctl(m_pTestbed, pDevice->m_strNode.c_str(), handler.pBase, nullptr))
+    if (!umockdev_testbed_attach_ioctl(m_pTestbed.get(), pDevice->m_strNode.c_str(), handler.pBase, nullptr))
         throw std::runtime_error("cannot attach the usbfs handler to " + pDevice->m_strNode);
 
     const bool bSerial = pDevice->m_pModel != nullptr && !pDevice->m_pModel->GetSerial().empty();
@@ -471,7 +475,7 @@ ClKR9UmockdevDevice& ClKR9UmockdevBus::Add(std::shared_ptr<ClKR9DeviceModel> pMo
              pDevice->m_strSysPath.substr(strlen("/sys")).c_str(), szNode, uiNumber, szNode, uiNumber, ids.usVendorId,
              ids.usProductId, Hex(Descriptors(ids, pDevice->m_pModel != nullptr, bSerial)).c_str());
     GError* pError = nullptr;
-    if (!umockdev_testbed_add_from_string(m_pTestbed, szRecord, &pError)) {
+    if (!umockdev_testbed_add_from_string(m_pTestbed.get(), szRecord, &pError)) {
         const std::string strError = pError != nullptr ? pError->message : "unknown error";
         g_clear_error(&pError);
         throw std::runtime_error("cannot add the device: " + strError);
@@ -499,6 +503,6 @@ void ClKR9UmockdevBus::Unplug(ClKR9UmockdevDevice& device)
     if (device.m_pModel != nullptr)
         device.m_pModel->Unplug();
     // umockdev removes the record without telling udev's listeners.
-    umockdev_testbed_uevent(m_pTestbed, device.m_strSysPath.c_str(), "remove");
-    umockdev_testbed_remove_device(m_pTestbed, device.m_strSysPath.c_str());
+    umockdev_testbed_uevent(m_pTestbed.get(), device.m_strSysPath.c_str(), "remove");
+    umockdev_testbed_remove_device(m_pTestbed.get(), device.m_strSysPath.c_str());
 }

@@ -54,7 +54,12 @@ public:
 private:
     ClKR9UmockdevDevice& Add(std::shared_ptr<ClKR9DeviceModel> pModel, StUsbIds ids);
 
-    UMockdevTestbed* m_pTestbed = nullptr;
+    struct StTestbedRelease
+    {
+        void operator()(UMockdevTestbed* pTestbed) const;
+    };
+
+    std::unique_ptr<UMockdevTestbed, StTestbedRelease> m_pTestbed;
     std::vector<std::unique_ptr<ClKR9UmockdevDevice>> m_devices;
     uint32_t m_uiNextDeviceNumber = 2;   // 1 is the root hub's on a real bus
 };

@@ -27,16 +27,17 @@ public:
 
     // Appends every HID device of this transport to the list.
     virtual void Enumerate(ClHIDDeviceList& devices) = 0;
-    // Raises -62 when the device cannot be opened.
+    // Raises ZRT_ERROR_DEVICE_INTERNAL when the device cannot be opened.
     virtual void Open(const StHIDDeviceInfo& device) = 0;
     // Does nothing on a closed transport.
     virtual void Close() = 0;
     // One input report into buffer. 0 when nothing came within nTimeoutMs (a
     // negative time-out waits without limit); a read that timed out stays
-    // outstanding and its report goes to the next Read. -203 when the read
-    // cannot even start (device gone, transport closed).
+    // outstanding and its report goes to the next Read. ZRT_ERROR_READ_FAIL
+    // when the read cannot even start (device gone, transport closed).
     virtual uint64_t Read(void* pBuffer, uint64_t uiSize, int32_t nTimeoutMs) = 0;
-    // One output report; 0 on time-out; -202 when the write cannot start.
+    // One output report; 0 on time-out; ZRT_ERROR_WRITE_FAIL when the write
+    // cannot start.
     virtual uint64_t Write(const void* pBuffer, uint64_t uiSize, uint32_t uiTimeoutMs) = 0;
     // The next chunk of the device's data; false when the device did not deliver one.
     virtual bool GetPhysicalDescriptor(void* pBuffer, uint64_t uiSize) = 0;

@@ -1,21 +1,21 @@
 // The frame pipe of the KR9: after a grab command the device sends the sensor
-// image as two halves of 128 columns, each as a run of 4096-byte chunks
-// fetched through the physical-descriptor request. Rows come top first, with
-// no header, marker or checksum; the tail of the last chunk of a half is
-// padding. 16-bit samples travel high byte first.
+// image as two halves, each a run of chunks fetched through the
+// physical-descriptor request (the layout stands in KR9WireProtocol.h). Here the
+// chunks become a 256 x 360 image.
 #include <array>
 #include <cstring>
 
 #include "sdk/Exception.h"
 #include "device/KR9USBProtocol.h"
+#include "device/KR9WireProtocol.h"
 #include "support/Stream.h"
 
 namespace {
 
-constexpr size_t kChunkSize = 4096;
-constexpr size_t kRows = 360;
-constexpr size_t kHalfColumns = 128;
-constexpr size_t kPixelsPerHalf = kRows * kHalfColumns;   // 46080
+using KR9Wire::kChunkSize;
+using KR9Wire::kHalfColumns;
+using KR9Wire::kPixelsPerHalf;
+constexpr size_t kRows = KR9Wire::kFrameHeight;
 
 // Interleaves the two halves into rows of 256 pixels. "First" is the half that came first.
 template <typename TPixel>

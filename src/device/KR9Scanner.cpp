@@ -94,7 +94,7 @@ ClKR9Scanner::ClKR9Scanner(const StHIDDeviceInfo& device)
         m_pInterface->Open(device);
         m_pProtocol = std::make_unique<ClKR9USBProtocol>(m_pInterface.get());
         m_pProtocol->OpenSession();
-        m_ucRegister28 = m_pProtocol->ReadRegister(ClKR9USBProtocol::kRegister28);
+        m_ucRegister28 = m_pProtocol->ReadRegister(KR9Wire::kRegister28);
         m_pProtocol->StartDevice();
     } catch (const ClException& ex) {
         // Leave the device as it was found, also when only part of the opening happened.
@@ -121,7 +121,7 @@ void ClKR9Scanner::Close()
     if (m_pProtocol != nullptr) {
         // Stopped first, then the register gets back the value it had before the session.
         m_pProtocol->StopDevice();
-        m_pProtocol->WriteRegister(ClKR9USBProtocol::kRegister28, m_ucRegister28);
+        m_pProtocol->WriteRegister(KR9Wire::kRegister28, m_ucRegister28);
     }
     if (m_pInterface != nullptr)
         m_pInterface->Close();

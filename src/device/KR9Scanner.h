@@ -11,18 +11,20 @@
 
 #include "device/HIDInterface.h"
 #include "device/KR9USBProtocol.h"
+#include "device/KR9WireProtocol.h"
 
 class ClImage;
 
 class ClKR9Scanner
 {
 public:
-    static constexpr uint32_t kWidth = 256;
-    static constexpr uint32_t kHeight = 360;
+    static constexpr uint32_t kWidth = KR9Wire::kFrameWidth;
+    static constexpr uint32_t kHeight = KR9Wire::kFrameHeight;
     static constexpr const char* kNamePrefix = "KR9 ";
 
     // Clears the list and fills it with the attached scanners, names replaced by
-    // display names. Any failure on the way becomes -61 with the cause's text.
+    // display names. Any failure on the way becomes ZRT_ERROR_DEVICE_OPEN_FAIL
+    // with the cause's text.
     static void Enumerate(ClHIDDeviceList& devices);
 
     // Opens the scanner; a failure half way closes what was opened and passes the exception on.
@@ -31,12 +33,12 @@ public:
     ClKR9Scanner(const ClKR9Scanner&) = delete;
     ClKR9Scanner& operator=(const ClKR9Scanner&) = delete;
 
-    // 256 and 360; -701 for a null output.
+    // 256 and 360; ZRT_ERROR_BAD_POINTER for a null output.
     void GetImageSize(uint32_t* puiWidth, uint32_t* puiHeight) const;
     bool IsFingerPresent();
     // Mode 0: 8-bit image; 1: 16-bit; 2: 16-bit with register 28 at 0; 3: 16-bit
     // with a closing report. The image must be 256 x 360 of the mode's type
-    // (-44). Any other mode does nothing.
+    // (ZRT_ERROR_INVALID_PARAMETER). Any other mode does nothing.
     void GetFrame(ClImage& image, uint32_t uiMode);
     void GetFirmwareVersion(uint32_t auiVersion[4]);
     // "KR9 " plus the serial number, asked from the device at every call.

@@ -4,20 +4,10 @@
 
 #include "sdk/Exception.h"
 
-namespace {
+using namespace KR9Wire;
 
-constexpr size_t kSessionOffset = 1;      // four bytes of tag, then two
-constexpr size_t kCommandOffset = 8;
-constexpr size_t kArgumentOffset = 9;     // first argument; status byte of a reply
-constexpr uint8_t kYes = 255;
-constexpr uint8_t kGrabArgument = 1;
-
-// Longest text of each device-string kind.
-constexpr size_t kDeviceStringLimits[] = {8, 12, 32};
-
-}  // namespace
-
-ClKR9USBProtocol::ClKR9USBProtocol(ClHIDInterface* pInterface) : m_pInterface(pInterface)
+ClKR9USBProtocol::ClKR9USBProtocol(ClHIDInterface* pInterface, int32_t nTimeoutMs)
+    : m_pInterface(pInterface), m_nTimeoutMs(nTimeoutMs)
 {
     if (pInterface == nullptr)
         throw ClExQuorvane(ZRT_ERROR_BAD_POINTER, KR9_SITE);
@@ -28,6 +18,7 @@ void ClKR9USBProtocol::PrepareRequest(uint8_t* pucReport, uint8_t ucCommand) con
     // Bytes a command does not name mean nothing to the device; zero also makes a
     // status byte that was never answered read as "no".
     memset(pucReport, 0, kReportSize);
+    pucReport[0] = kReportId;
     memcpy(pucReport + kSessionOffset, &m_uiSessionA, sizeof(m_uiSessionA));
     memcpy(pucReport + kSessionOffset + sizeof(m_uiSessionA), &m_usSessionB, sizeof(m_usSessionB));
     pucReport[kCommandOffset] = ucCommand;
@@ -35,17 +26,18 @@ void ClKR9USBProtocol::PrepareRequest(uint8_t* pucReport, uint8_t ucCommand) con
 
 void ClKR9USBProtocol::Exchange(uint8_t* pucReport)
 {
-    m_pInterface->Write(pucReport, kReportSize, kTimeoutMs);
-    m_pInterface->Read(pucReport, kReportSize, kTimeoutMs);
+    m_pInterface->Write(pucReport, kReportSize, m_nTimeoutMs);
+    m_pInterface->Read(pucReport, kReportSize, m_nTimeoutMs);
 }
 
 void ClKR9USBProtocol::OpenSession()
 {
     uint8_t aucReport[kReportSize];
-    aucReport[0] = 0;
-    memset(aucReport + 1, 0xFF, kReportSize - 1);
+    aucReport[0] = kReportId;
+    memset(aucReport + 1, kOpenSessionFill, kReportSize - 1);
     Exchange(aucReport);
     // The tag is opaque: kept as the bytes came and sent back the same way.
+    static_assert(sizeof(m_uiSessionA) + sizeof(m_usSessionB) == kSessionSize, "the two fields hold the whole tag");
     memcpy(&m_uiSessionA, aucReport + kSessionOffset, sizeof(m_uiSessionA));
     memcpy(&m_usSessionB, aucReport + kSessionOffset + sizeof(m_uiSessionA), sizeof(m_usSessionB));
 }
@@ -55,7 +47,7 @@ bool ClKR9USBProtocol::AskYesNo(uint8_t ucCommand)
     uint8_t aucReport[kReportSize];
     PrepareRequest(aucReport, ucCommand);
     Exchange(aucReport);
-    return aucReport[kArgumentOffset] == kYes;
+    return aucReport[kArgumentOffset] == kStatusYes;
 }
 
 bool ClKR9USBProtocol::IsFingerPresent()
@@ -108,10 +100,9 @@ void ClKR9USBProtocol::GetFirmwareVersion(uint32_t auiVersion[4])
 
 void ClKR9USBProtocol::GetDeviceString(std::string& strText, uint32_t uiKind)
 {
-    static const uint8_t s_aucCommands[] = {eGetDeviceString0, eGetDeviceString1, eGetDeviceString2};
-    const bool bKnownKind = uiKind < 3;
+    const bool bKnownKind = uiKind < kDeviceStringKinds;
     uint8_t aucReport[kReportSize];
-    PrepareRequest(aucReport, bKnownKind ? s_aucCommands[uiKind] : static_cast<uint8_t>(eGetDeviceString0));
+    PrepareRequest(aucReport, bKnownKind ? kDeviceStringCommands[uiKind] : eGetDeviceString0);
     Exchange(aucReport);
     if (!bKnownKind) {
         strText.clear();
@@ -128,7 +119,7 @@ void ClKR9USBProtocol::SendGrab(uint8_t ucCommand)
     uint8_t aucReport[kReportSize];
     PrepareRequest(aucReport, ucCommand);
     aucReport[kArgumentOffset] = kGrabArgument;
-    m_pInterface->Write(aucReport, kReportSize, kTimeoutMs);
+    m_pInterface->Write(aucReport, kReportSize, m_nTimeoutMs);
 }
 
 void ClKR9USBProtocol::RequireFrameReady()
@@ -171,5 +162,5 @@ void ClKR9USBProtocol::GrabFrame16Closed(uint16_t* pPixels)
     ReadFrame16(pPixels, false);
     // The device closes this kind of frame with one report; its content means nothing.
     uint8_t aucReport[kReportSize];
-    m_pInterface->Read(aucReport, kReportSize, kTimeoutMs);
+    m_pInterface->Read(aucReport, kReportSize, m_nTimeoutMs);
 }

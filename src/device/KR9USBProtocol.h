@@ -7,35 +7,18 @@
 #include <string>
 
 #include "device/HIDInterface.h"
+#include "device/KR9WireProtocol.h"
 
 class ClKR9USBProtocol
 {
 public:
-    // Command ids of the device.
-    enum ECommand : uint8_t
-    {
-        eWriteRegister = 1,
-        eReadRegister = 2,
-        eGetFirmwareVersion = 4,
-        eGrabFrameClosed = 5,
-        eStartDevice = 8,
-        eGrabFrame16 = 9,
-        eIsFingerPresent = 10,
-        eStopDevice = 16,
-        eGetDeviceString0 = 18,
-        eGetDeviceString1 = 20,
-        eIsFrameReady = 26,
-        eGrabFrame8 = 30,
-        eGetDeviceString2 = 33,
-    };
-
-    static constexpr uint64_t kReportSize = 65;
+    // How long one write or read of a report may take in the product.
     static constexpr int32_t kTimeoutMs = 5000;
-    // The register whose value must survive a session and be 0 for a mode 2 frame.
-    static constexpr uint8_t kRegister28 = 28;
 
-    // The transport is borrowed; null raises -701.
-    explicit ClKR9USBProtocol(ClHIDInterface* pInterface);
+    // The transport is borrowed; null raises ZRT_ERROR_BAD_POINTER. The time-out
+    // of each write and read is kTimeoutMs everywhere in the product; tests of a
+    // silent device pass a shorter one so as not to wait for it.
+    explicit ClKR9USBProtocol(ClHIDInterface* pInterface, int32_t nTimeoutMs = kTimeoutMs);
     virtual ~ClKR9USBProtocol() = default;
 
     // The first exchange after every open: the device hands out the session tag.
@@ -43,16 +26,17 @@ public:
     bool IsFingerPresent();
     uint8_t ReadRegister(uint8_t ucRegister);
     void WriteRegister(uint8_t ucRegister, uint8_t ucValue);
-    // -202 unless the device confirms.
+    // ZRT_ERROR_WRITE_FAIL unless the device confirms.
     void StartDevice();
     void StopDevice();
     bool IsFrameReady();
     void GetFirmwareVersion(uint32_t auiVersion[4]);
-    // Kind 0: serial number (8 characters at most); 1: 12; 2: 32. Other kinds send 18 and give "".
+    // Kind 0: serial number (8 characters at most); 1: 12; 2: 32. Other kinds ask
+    // as for the serial number (eGetDeviceString0) and give "".
     void GetDeviceString(std::string& strText, uint32_t uiKind);
 
-    // The grabs of the four frame modes; each raises -62 when no frame is ready.
-    // Pixels: 256 x 360 of 8 bits (GrabFrame8) or 16 bits (the others).
+    // The grabs of the four frame modes; each raises ZRT_ERROR_DEVICE_INTERNAL when
+    // no frame is ready. Pixels: 256 x 360 of 8 bits (GrabFrame8) or 16 bits (the others).
     void GrabFrame8(uint8_t* pPixels);
     void GrabFrame16(uint16_t* pPixels);
     void GrabFrame16RegisterOff(uint16_t* pPixels);
@@ -76,4 +60,5 @@ private:
     ClHIDInterface* m_pInterface;
     uint32_t m_uiSessionA = 0;
     uint16_t m_usSessionB = 0;
+    const int32_t m_nTimeoutMs;
 };

@@ -24,7 +24,8 @@ public:
     void AddSupportedType(ClImage::EDataType eDataType);
     void AddSupportedTypes(const ClImage::EDataType* peDataTypes, size_t nCount);
     bool IsSupportedType(ClImage::EDataType eDataType) const;
-    // Raises -33 "Input pixel type "<name>" not supported by processor." for a type not accepted.
+    // Raises ZRT_ERROR_FORMAT_NOTSUPPORTED "Input pixel type "<name>" not supported by
+    // processor." for a type not accepted.
     void CheckType(const ClImage& image) const;
 
     // The name a message gives a pixel type: "uint8", "float32", ..., "not valid" for no type at all.

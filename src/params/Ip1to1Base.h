@@ -40,7 +40,7 @@ public:
     int32_t Process() override;
 
     // Transforms in into out pixel by pixel through TransformPixel; out has
-    // the shape and type of in. Unknown pixel types give -101.
+    // the shape and type of in. Unknown pixel types give ZRT_ERROR_INTERNAL.
     virtual int32_t ProcessImage(ClImage& in, ClImage& out);
     // Makes out an image of the geometry and pixel type of the input.
     virtual void PrepareOutput(ClImage& out);
@@ -63,7 +63,8 @@ public:
     ClImage* GetOutImage() const { return m_pOutImage; }
 
 protected:
-    // "Input image not assigned" (-701) without an input; else its type must be accepted.
+    // "Input image not assigned" (ZRT_ERROR_BAD_POINTER) without an input; else its type
+    // must be accepted.
     void CheckInputType() override;
 
     ClImage* m_pInImage = nullptr;   // not owned

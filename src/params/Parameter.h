@@ -31,7 +31,7 @@ enum : uint8_t
     kParameterContainer = 0x08,   // the whole byte of a container: neither In nor Out
     kParameterUnbound = 0x10,     // cleared on every binding; nothing else looks at it
     kParameterClamp = 0x20,       // numeric writes outside the range go to the nearest end
-    kParameterRangeCheck = 0x40,  // numeric writes outside the range fail with -35
+    kParameterRangeCheck = 0x40,  // numeric writes outside the range fail with ZRT_ERROR_PARAM_OUT_OF_RANGE
 };
 
 // The two low bits of the flags: what the handle reports as a parameter's access.
@@ -157,7 +157,8 @@ public:
     virtual ~ClParameterNumericInterface() = default;
 
     virtual double GetValue() const = 0;
-    // Both writes check the limits of the type first (-35).
+    // Both writes check the limits of the type first
+    // (ZRT_ERROR_PARAM_OUT_OF_RANGE).
     virtual void SetValue(double dValue) = 0;
     virtual int32_t GetValueLong() const = 0;
     virtual void SetValueLong(int32_t nValue) = 0;
@@ -231,14 +232,16 @@ struct StNumber
 
 // Reads pszText as a number. A text that holds an "x" or "X" is hexadecimal
 // behind the later of the first "x" and the first "X" (whatever precedes the
-// mark is ignored) and saturates at the 32-bit limits. Any other text must be
-// a complete decimal floating number of finite size; an integer parameter then
-// takes the base-10 integer at its start, so "1e3" gives 1.
-// Null text: -20 "value string is NULL pointer!"; anything left over, or an
-// infinite number: -44 "Failed to set parameter "<name>" to value "<text>"".
+// mark is ignored) and saturates at the 32-bit limits. Any other text must be a
+// complete decimal floating number of finite size; an integer parameter then
+// takes the base-10 integer at its start, so "1e3" gives 1. Null text:
+// ZRT_ERROR_TEMPLATE_PTR "value string is NULL pointer!"; anything left over,
+// or an infinite number: ZRT_ERROR_INVALID_PARAMETER "Failed to set parameter
+// "<name>" to value "<text>"".
 StNumber ReadNumber(const ClParameter& parameter, const char* pszText);
 
-// Raises -35 "Value out of range for parameter "<name>"".
+// Raises ZRT_ERROR_PARAM_OUT_OF_RANGE "Value out of range for parameter
+// "<name>"".
 [[noreturn]] void ThrowOutOfRange(const ClParameter& parameter);
 
 // Hands pszSource out by the size protocol; a null pszText only answers the size.
@@ -250,14 +253,17 @@ void TrimTrailingZeros(char* pszText);
 
 }  // namespace ParameterText
 
-// Raises -701 "pCast is not set": an operation was handed an object of the wrong class.
+// Raises ZRT_ERROR_BAD_POINTER "pCast is not set": an operation was handed an object of
+// the wrong class.
 [[noreturn]] void ThrowParameterCastFailed();
 
-// Raises -102 "Memory allocation failed" from "Unknown", line -1.
+// Raises ZRT_ERROR_OUT_OF_MEMORY "Memory allocation failed" from "Unknown",
+// line -1.
 [[noreturn]] void ThrowParameterAllocationFailed();
 
-// Raises -101 "Abstract function": the class has no text form.
+// Raises ZRT_ERROR_INTERNAL "Abstract function": the class has no text form.
 [[noreturn]] void ThrowParameterHasNoText();
 
-// Raises -701: the parameter was read or written while bound to nothing.
+// Raises ZRT_ERROR_BAD_POINTER: the parameter was read or written while bound
+// to nothing.
 [[noreturn]] void ThrowParameterNotBound(const ClParameter& parameter);

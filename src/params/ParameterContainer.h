@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
 #include <new>
 
 #include "params/Parameter.h"
@@ -20,7 +21,8 @@ public:
     // Name, description and a deep copy of the children; the target's own children are deleted first.
     void CopySetupTo(ClParameterBase& target) const override;
     // The value operations go to the children by position; other must be a
-    // container with at least as many children (-701 and -44 otherwise).
+    // container with at least as many children (ZRT_ERROR_BAD_POINTER and
+    // ZRT_ERROR_INVALID_PARAMETER otherwise).
     void CopyStoredFrom(const ClParameterBase& other) override;
     void StoreValueOf(const ClParameterBase& other) override;
     void AssignValueFrom(const ClParameterBase& other, bool bForce) override;
@@ -40,7 +42,8 @@ public:
     void* GetValuePointer() const override { return const_cast<ClParameterContainer*>(this); }
 
     // Takes ownership of the parameter. A name that is already present (ignoring
-    // case) is refused with -46 and the parameter stays the caller's.
+    // case) is refused with ZRT_ERROR_PARAM_VALUE_DUPLICATE and the parameter
+    // stays the caller's.
     void Add(ClParameter* pParameter);
     // A new TParameter of that name, added and returned for binding.
     template <class TParameter>
@@ -49,7 +52,8 @@ public:
     // The first child of that name, ignoring case, or null.
     ClParameter* FindChild(const char* pszName) const;
     // The parameter a dotted path names, or null. A leaf ends the path: what
-    // follows it is ignored. A path part of exactly 255 characters raises -101.
+    // follows it is ignored. A path part of exactly 255 characters raises
+    // ZRT_ERROR_INTERNAL.
     ClParameter* Find(const char* pszPath);
     // The top of the tree this container belongs to.
     ClParameter* GetRoot();
@@ -75,15 +79,11 @@ private:
 template <class TParameter>
 TParameter* ClParameterContainer::CreateParameter(const char* pszName)
 {
-    TParameter* pParameter = new (std::nothrow) TParameter();
+    std::unique_ptr<TParameter> pParameter(new (std::nothrow) TParameter());
     if (pParameter == nullptr)
         ThrowParameterAllocationFailed();
-    try {
-        pParameter->SetName(pszName);
-        Add(pParameter);
-    } catch (...) {
-        delete pParameter;
-        throw;
-    }
-    return pParameter;
+    pParameter->SetName(pszName);
+    // A refused parameter stays ours and goes with the exception; an added one is the container's.
+    Add(pParameter.get());
+    return pParameter.release();
 }

@@ -151,14 +151,11 @@ void ClParameterInterface::ClParameter::SetEnumEntries(const char* const* ppszNa
     size_t nBytes = 1;  // the empty name that ends the list
     for (size_t i = 0; i < nCount; ++i)
         nBytes += strlen(ppszNames[i]) + 1;
-    char* pszNames = new (std::nothrow) char[nBytes];
-    uint32_t* pValues = puiValues != nullptr ? new (std::nothrow) uint32_t[nCount] : nullptr;
-    if (pszNames == nullptr || (puiValues != nullptr && pValues == nullptr)) {
-        delete[] pszNames;
-        delete[] pValues;
+    std::unique_ptr<char[]> pszNames(new (std::nothrow) char[nBytes]);
+    std::unique_ptr<uint32_t[]> pValues(puiValues != nullptr ? new (std::nothrow) uint32_t[nCount] : nullptr);
+    if (pszNames == nullptr || (puiValues != nullptr && pValues == nullptr))
         ThrowParameterAllocationFailed();
-    }
-    char* pszCursor = pszNames;
+    char* pszCursor = pszNames.get();
     for (size_t i = 0; i < nCount; ++i) {
         const size_t nLength = strlen(ppszNames[i]) + 1;
         memcpy(pszCursor, ppszNames[i], nLength);
@@ -166,12 +163,12 @@ void ClParameterInterface::ClParameter::SetEnumEntries(const char* const* ppszNa
     }
     *pszCursor = '\0';
     if (pValues != nullptr)
-        std::copy(puiValues, puiValues + nCount, pValues);
+        std::copy(puiValues, puiValues + nCount, pValues.get());
 
     delete[] pszEnumNames;
     delete[] pEnumValues;
-    pszEnumNames = pszNames;
-    pEnumValues = pValues;
+    pszEnumNames = pszNames.release();
+    pEnumValues = pValues.release();
 }
 
 void ClParameterInterface::ClParameter::Write(ClStream& stream) const

@@ -18,12 +18,12 @@ class ClImage;
 class ClParameterInterface;
 class ClProcessorBase;
 
-// Where a processor reports its runs. The SDK installs none; a host may.
 // Registers an image member as a pointer parameter under that name; every
 // image processor publishes its images this way.
 void RegisterImageParameter(ClParameterContainer& container, const char* pszName, ClImage** ppImage,
                             uint32_t uiAccess);
 
+// Where a processor reports its runs. The SDK installs none; a host may.
 class ClProcessingReporter
 {
 public:
@@ -85,8 +85,9 @@ public:
     // Whether the inputs present allow a run. Never throws.
     virtual bool CanProcess() { return false; }
     // A one-line summary of the settings for the reporter: the empty text here.
-    // A size of 0 raises -101 "Unexpected zero-length string"; an override whose
-    // summary does not fit raises -101 "String-Length exceeded available size".
+    // A size of 0 raises ZRT_ERROR_INTERNAL "Unexpected zero-length string"; an
+    // override whose summary does not fit raises ZRT_ERROR_INTERNAL
+    // "String-Length exceeded available size".
     virtual void GetProcessingInfo(char* pszText, size_t nSize) const;
     // Registers the parameters and leaves the defaults in their stored values,
     // while the members keep the values they had. RestoreStored then resets a
@@ -156,9 +157,10 @@ public:
         // kind, and the value behind pValue as wide as its kind says.
         virtual void Write(ClStream& stream) const;
         // Reads what Write wrote into range, default, attributes and the value
-        // behind pValue; direction, fixed flag and kind are read and dropped.
-        // 0 on success; -33 when the name differs (the stream then stands
-        // behind the name); -201 when the stream ends early.
+        // behind pValue; direction, fixed flag and kind are read and dropped. 0
+        // on success; ZRT_ERROR_FORMAT_NOTSUPPORTED when the name differs (the
+        // stream then stands behind the name); ZRT_ERROR_UNEXPECTED_EOF when
+        // the stream ends early.
         virtual int32_t Read(ClStream& stream);
 
         void SetName(const char* pszText);

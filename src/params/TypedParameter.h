@@ -18,6 +18,7 @@
 #include <cstdio>
 #include <cstring>
 #include <limits>
+#include <memory>
 #include <new>
 #include <string>
 #include <type_traits>
@@ -147,7 +148,8 @@ public:
     void SetStoredValue(const T& value) { m_Stored = value; }
 
 protected:
-    // The other side of a value operation; a parameter of another type is refused (-701).
+    // The other side of a value operation; a parameter of another type is refused
+    // (ZRT_ERROR_BAD_POINTER).
     static const TpParameterBase& CastOther(const ClParameterBase& other)
     {
         const auto* pOther = dynamic_cast<const TpParameterBase*>(&other);
@@ -160,16 +162,11 @@ protected:
     template <class TClone>
     static ClParameter* CloneAs(const ClParameter& source)
     {
-        TClone* pClone = new (std::nothrow) TClone();
+        std::unique_ptr<TClone> pClone(new (std::nothrow) TClone());
         if (pClone == nullptr)
             ThrowParameterAllocationFailed();
-        try {
-            source.CopySetupTo(*pClone);
-        } catch (...) {
-            delete pClone;
-            throw;
-        }
-        return pClone;
+        source.CopySetupTo(*pClone);
+        return pClone.release();
     }
 
     void* m_pOwner = nullptr;        // object for the accessors; null when bound to a variable
@@ -519,22 +516,26 @@ public:
     void SetPointer(bool bPointer) { m_bPointer = bPointer; }
 
     // Writes the value of the entry of that name (ignoring case); an unknown
-    // name is -35 "Value "<text>" out of range for parameter "<name>"".
+    // name is ZRT_ERROR_PARAM_OUT_OF_RANGE "Value "<text>" out of range for
+    // parameter "<name>"".
     void SetFromString(const char* pszText) override;
     // The name of the entry that holds the value. A value without an entry is
-    // -35 while the list has entries; without entries the value is printed as
-    // a number, or as an address ("NULL" for null) when this is a pointer.
+    // ZRT_ERROR_PARAM_OUT_OF_RANGE while the list has entries; without entries
+    // the value is printed as a number, or as an address ("NULL" for null) when
+    // this is a pointer.
     bool GetAsString(char* pszText, size_t* pnSize) const override;
     bool GetStoredAsString(char* pszText, size_t* pnSize) const override;
 
     size_t GetEntryCount() const override { return static_cast<size_t>(static_cast<int64_t>(m_Entries.GetSize())); }
     size_t GetEntryName(size_t nIndex, char* pszText, size_t nSize) const override;
     int32_t GetValueLong() const override { return static_cast<int32_t>(ParameterValue::ToInteger(this->GetLiveValue())); }
-    // Writes the entry whose value equals nValue; none is -35.
+    // Writes the entry whose value equals nValue; none is
+    // ZRT_ERROR_PARAM_OUT_OF_RANGE.
     void SetValueLong(int32_t nValue) override;
 
-    // A name already present with another value is refused with -46; with the
-    // same value the entry is added once more.
+    // A name already present with another value is refused with
+    // ZRT_ERROR_PARAM_VALUE_DUPLICATE; with the same value the entry is added
+    // once more.
     virtual void AddEntry(T value, const char* pszName);
     // Removes every entry of that value; the index of the first removed, or -1.
     virtual int32_t RemoveValue(T value);
@@ -743,11 +744,12 @@ public:
     ClParameter* Clone() const override { return this->template CloneAs<TpParameterEnumPointer<T, B>>(*this); }
     bool IsString() const override { return true; }
 
-    // Null text: -701 "Point is Null"; a text that does not fit the capacity
-    // with its terminator: -21 "String memory ar too small".
+    // Null text: ZRT_ERROR_BAD_POINTER "Point is Null"; a text that does not
+    // fit the capacity with its terminator: ZRT_ERROR_TEMPLATE_SIZE "String
+    // memory ar too small".
     void SetFromString(const char* pszText) override;
     // A null buffer is a size query while the room is too small; with enough
-    // room it is -701 "Point is Null", as is a null live text.
+    // room it is ZRT_ERROR_BAD_POINTER "Point is Null", as is a null live text.
     bool GetAsString(char* pszText, size_t* pnSize) const override;
     // True only if the room exceeds the stored text's length; *pnSize always becomes length + 1.
     bool GetStoredAsString(char* pszText, size_t* pnSize) const override;

@@ -125,7 +125,8 @@ KR9_DECLARE_TEXT_EXCEPTION(ClExStream, ClException);
 KR9_DECLARE_TEXT_EXCEPTION(ClExStreamUnexpectedEnd, ClExStream);
 KR9_DECLARE_TEXT_EXCEPTION(ClExStreamFailToWrite, ClExStream);
 
-// A failed system call: code -105, text "<system message>\n<pszText>" built from errno at the throw.
+// A failed system call: code ZRT_ERROR_FROM_SYSTEM_FUNCTION, text "<system message>\n<pszText>"
+// built from errno at the throw.
 class ClExSystem : public ClException
 {
 public:

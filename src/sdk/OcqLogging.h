@@ -34,8 +34,8 @@ const char* GetLogLevelName(int32_t nLevel);
 // Local time now, in the form "2017-Mar-09 14:05:31.250113" (no fraction when it is zero).
 void FormatLogTimeStamp(char* pszBuffer, size_t nSize);
 
-// Formats into a kLogBufferSize buffer; raises -49 for a null format, a
-// formatting error or a text that does not fit.
+// Formats into a kLogBufferSize buffer; raises ZRT_ERROR_LOGGING for a null
+// format, a formatting error or a text that does not fit.
 void FormatLogText(char (&szText)[kLogBufferSize], const char* pszFormat, va_list args);
 
 // Process-wide settings of the stages, written only while the library loads.

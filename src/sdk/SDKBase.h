@@ -12,7 +12,7 @@
 // Extracts the version from a record of the form "SDK: <name> Version: <version> <mark>"
 // and hands it out through the checked copy (length + 1, terminator written when
 // a buffer is given). A record without " Version: " or without the blank
-// behind the version raises -101.
+// behind the version raises ZRT_ERROR_INTERNAL.
 void GetVersionFromRecord(const char* pszRecord, char* pszBuffer, size_t* pSize);
 
 // The SDK logger's sink: the switch, then the debugger channel or the console.

@@ -7,7 +7,8 @@
 class ClSDKHelper
 {
 public:
-    // pDestination may be null to ask only for the size. Raises -24 for a null
-    // size pointer and -21 when *pSize (on entry) is less than nBytes.
+    // pDestination may be null to ask only for the size. Raises
+    // ZRT_ERROR_TEMPLATE_SIZE_PTR for a null size pointer and
+    // ZRT_ERROR_TEMPLATE_SIZE when *pSize (on entry) is less than nBytes.
     static void CheckedCopy(void* pDestination, size_t* pSize, const void* pSource, size_t nBytes);
 };

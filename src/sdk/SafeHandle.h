@@ -2,10 +2,12 @@
 // before and after the object pointer. Every address ever issued and not yet
 // destroyed is kept in a registry, and a value is looked up there before
 // anything is read through it: wild, stale and garbage values are refused with
-// -43 without being dereferenced, so they cannot crash the process.
+// ZRT_ERROR_INVALID_HANDLE without being dereferenced, so they cannot crash the
+// process.
 #pragma once
 
 #include <cstdint>
+#include <memory>
 
 #include "sdk/Exception.h"
 #include "sdk/GuardedMemory.h"
@@ -22,8 +24,9 @@ struct StSafeHandleRecord
 // The tag of this SDK's handles: the one entry of the table of known handle kinds.
 extern const char g_szKR9HandleTag[kHandleTagSize];
 
-// The object behind a handle: -42 for null; -43 for a value that was never
-// issued or was destroyed, wrong tags, or a null object.
+// The object behind a handle: ZRT_ERROR_NO_HANDLE for null;
+// ZRT_ERROR_INVALID_HANDLE for a value that was never issued or was destroyed,
+// wrong tags, or a null object.
 void* ValidateHandleRecord(void* hHandle);
 
 // A new record (tags written, object stored) that is known to the registry. Null when memory runs out.
@@ -32,7 +35,8 @@ StSafeHandleRecord* AllocateHandleRecord(void* pObject);
 // Forgets the record and frees it; the tags are left as they were.
 void FreeHandleRecord(void* hHandle);
 
-// Raises the -701 "protection fault while accessing handle reference" failure of a bad handle variable.
+// Raises the ZRT_ERROR_BAD_POINTER "protection fault while accessing handle reference" failure of a bad
+// handle variable.
 [[noreturn]] void ThrowHandleReferenceFault();
 
 // TObject derives from TSDKHandleBase; TSDK is the SDK class whose reference count allows issuing.
@@ -63,18 +67,20 @@ void TpSafeHandle<TObject, TSDK>::Create(void** phHandle)
     if (!TryWritePointer(phHandle, nullptr))
         ThrowHandleReferenceFault();
 
-    // Out of memory leaves the variable null, which the validation below turns into -42.
-    TObject* pObject = nullptr;
+    // Out of memory leaves the variable null, which the validation below turns into
+    // ZRT_ERROR_NO_HANDLE.
+    std::unique_ptr<TObject> pObject;
     StSafeHandleRecord* pRecord = nullptr;
     try {
-        pObject = new TObject();
-        pRecord = AllocateHandleRecord(static_cast<Interface*>(pObject));
+        pObject.reset(new TObject());
+        pRecord = AllocateHandleRecord(static_cast<Interface*>(pObject.get()));
     } catch (const std::bad_alloc&) {
     }
-    if (pRecord == nullptr)
-        delete pObject;
-    else
+    if (pRecord != nullptr) {
+        // From here the record owns the object: the handle's destruction frees it.
         *phHandle = pRecord;
+        pObject.release();
+    }
 
     GetObject(*phHandle)->OnAfterCreate();
 }

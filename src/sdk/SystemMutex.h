@@ -1,8 +1,8 @@
 // A plain, non-recursive operating-system mutex that is made by a static
 // initialiser. If the system cannot make it, the library cannot work at all:
 // the constructor raises Qvn::CXSystemSpecificException, which nothing catches.
-// A lock that fails later raises -105 (ClExSystem), which the exported
-// functions turn into their result like any other failure.
+// A lock that fails later raises ZRT_ERROR_FROM_SYSTEM_FUNCTION (ClExSystem),
+// which the exported functions turn into their result like any other failure.
 #pragma once
 
 #include <pthread.h>

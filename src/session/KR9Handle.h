@@ -47,16 +47,17 @@ public:
     // did not already end (the capture thread before the scanner).
     ~ClKR9Handle() override = default;
 
-    // Takes the scanner's lock (-61 when another holder has it), opens the
-    // device and builds the capture object. No thread runs yet.
+    // Takes the scanner's lock (ZRT_ERROR_DEVICE_OPEN_FAIL when another holder
+    // has it), opens the device and builds the capture object. No thread runs
+    // yet.
     void Open(const StHIDDeviceInfo& device);
     // Stops the capture thread, then the device. The lock stays until the object goes.
     void Close();
 
     // Mode 3 clears pending data and starts nothing; 0, 2, 4 and 5 start the
-    // capture thread afresh; others raise -103. The mode is stored before it
-    // is judged, so a refused mode is reported by GetCaptureMode and setting
-    // it again is a no-op that succeeds.
+    // capture thread afresh; others raise ZRT_ERROR_UNSUPPORTED_FEATURE. The
+    // mode is stored before it is judged, so a refused mode is reported by
+    // GetCaptureMode and setting it again is a no-op that succeeds.
     void SetCaptureMode(int32_t nMode);
     void GetCaptureMode(int32_t* pnMode) const;
 
@@ -69,7 +70,7 @@ public:
     // with zeros; a 16-character text has no terminator.
     void GetSerialNumber(char* pszSerial);
     // " FW: a.b.c.d LIB: 1.0.1.1751 FPGA: 0.0.0.0", without terminator;
-    // *puiSize gets its length, -702 when it does not fit.
+    // *puiSize gets its length, ZRT_ERROR_SIZE_TOO_SMALL when it does not fit.
     void GetVersionString(char* pszVersion, uint64_t* puiSize);
     void GetImageSize(uint64_t* puiWidth, uint64_t* puiHeight) const;
     void GetImageDPI(uint64_t* puiDpiX, uint64_t* puiDpiY) const;

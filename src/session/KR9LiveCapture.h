@@ -50,9 +50,9 @@ public:
     ClKR9LiveCapture(const ClKR9LiveCapture&) = delete;
     ClKR9LiveCapture& operator=(const ClKR9LiveCapture&) = delete;
 
-    // Stops a running thread and waits for it, takes the callback, and for
-    // mode 0 starts a new thread. Any other mode raises -44 and leaves no
-    // thread running, the new callback in place.
+    // Stops a running thread and waits for it, takes the callback, and for mode
+    // 0 starts a new thread. Any other mode raises ZRT_ERROR_INVALID_PARAMETER
+    // and leaves no thread running, the new callback in place.
     void Start(int32_t nMode, PFN_CAPTURE_CALLBACK pfnCallback, void* pUser);
     // Asks a running thread to stop and waits for it: at most one idle pause
     // and one command exchange, or the rest of the current frame.

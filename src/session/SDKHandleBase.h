@@ -80,16 +80,20 @@ public:
     TSDKHandleBase& operator=(const TSDKHandleBase&) = delete;
     ~TSDKHandleBase() override = default;
 
-    // Null name -44, unknown -206, null size -24, buffer too small: the size
-    // error code (-21) with *pnSize holding the size needed. A buffer of two
-    // bytes or more is emptied before anything else, so a failed call leaves
-    // the empty text behind.
+    // Null name ZRT_ERROR_INVALID_PARAMETER, unknown
+    // ZRT_ERROR_PARAM_IS_UNKNOWN, null size ZRT_ERROR_TEMPLATE_SIZE_PTR, buffer
+    // too small: the size error code (ZRT_ERROR_TEMPLATE_SIZE) with *pnSize
+    // holding the size needed. A buffer of two bytes or more is emptied before
+    // anything else, so a failed call leaves the empty text behind.
     void GetParameterString(const char* pszName, char* pszValue, size_t* pnSize) override;
-    // Null name -44, unknown -206, read-only -47; then the parameter reads the text.
+    // Null name ZRT_ERROR_INVALID_PARAMETER, unknown ZRT_ERROR_PARAM_IS_UNKNOWN,
+    // read-only ZRT_ERROR_PARAM_IS_READONLY; then the parameter reads the text.
     void SetParameterString(const char* pszName, const char* pszValue) override;
-    // Null name -44, unknown -206; an integer number or an enumeration, else -44.
+    // Null name ZRT_ERROR_INVALID_PARAMETER, unknown ZRT_ERROR_PARAM_IS_UNKNOWN;
+    // an integer number or an enumeration, else ZRT_ERROR_INVALID_PARAMETER.
     void GetParameterLong(const char* pszName, int32_t* pnValue) override;
-    // As GetParameterLong, and read-only -47 behind the kind test.
+    // As GetParameterLong, and read-only ZRT_ERROR_PARAM_IS_READONLY behind the
+    // kind test.
     void SetParameterLong(const char* pszName, int32_t nValue) override;
     void GetParameterDouble(const char* pszName, double* pdValue) override;
     void SetParameterDouble(const char* pszName, double dValue) override;
@@ -97,7 +101,8 @@ public:
     void SetParameterBinary(const char* pszName, const void* pData, size_t nSize) override;
     // Rebuilds the tree and hands out the first leaf's full name by the checked copy.
     void GetFirstParameterName(char* pszName, size_t* pnSize) override;
-    // -50 "The Enumeration is not initialized." without a listing under way.
+    // ZRT_ERROR_INVALID_STATE "The Enumeration is not initialized." without a
+    // listing under way.
     void GetNextParameterName(char* pszName, size_t* pnSize) override;
     void GetParameterType(const char* pszName, uint32_t* puiType) override;
     void GetParameterAccess(const char* pszName, uint32_t* puiAccess) override;
@@ -114,7 +119,8 @@ public:
     void ResetParameters() override;
 
 protected:
-    // The parameter a name leads to: null name -44, unknown -206.
+    // The parameter a name leads to: null name ZRT_ERROR_INVALID_PARAMETER,
+    // unknown ZRT_ERROR_PARAM_IS_UNKNOWN.
     ClParameter& FindParameter(const char* pszName);
     // The full dotted name of a leaf, with its terminator.
     static std::vector<char> FullNameOf(const ClParameter& parameter);

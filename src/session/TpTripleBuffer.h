@@ -34,7 +34,8 @@ public:
     }
 
     // Binds the three slots (not owned) and forgets pending data. The indices
-    // stay: the roles carry over to the new slots. -50 while a side is locked.
+    // stay: the roles carry over to the new slots. ZRT_ERROR_INVALID_STATE
+    // while a side is locked.
     void SetBuffers(T* pFirst, T* pSecond, T* pThird)
     {
         boost::lock_guard<boost::mutex> lock(m_mutex);
@@ -46,7 +47,8 @@ public:
         m_bNewData = false;
     }
 
-    // The slot the producer fills next. -50 when it already holds one.
+    // The slot the producer fills next. ZRT_ERROR_INVALID_STATE when it already
+    // holds one.
     T* LockWrite()
     {
         boost::lock_guard<boost::mutex> lock(m_mutex);
@@ -79,7 +81,7 @@ public:
 
     // The newest slot, for the consumer to read; consumes the new-data state.
     // Without a publication since the last read it yields the same item again.
-    // -50 when the consumer already holds a slot.
+    // ZRT_ERROR_INVALID_STATE when the consumer already holds a slot.
     T* LockRead()
     {
         boost::lock_guard<boost::mutex> lock(m_mutex);

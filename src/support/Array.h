@@ -77,7 +77,8 @@ public:
     // The capacity in elements, cut to its low 32 bits.
     virtual int32_t GetSize() const { return static_cast<int32_t>(static_cast<uint32_t>(m_nSize)); }
     // Replaces the block by one of nSize fresh elements; 0 leaves no block. The
-    // old elements are gone either way, also when the allocation fails (-102).
+    // old elements are gone either way, also when the allocation fails
+    // (ZRT_ERROR_OUT_OF_MEMORY).
     virtual void SetSize(size_t nSize)
     {
         FreeBlock();
@@ -147,7 +148,7 @@ public:
     }
 
     // Moves the elements in use to a block of nExtra more elements. On failure
-    // (-102) the array is left exactly as it was.
+    // (ZRT_ERROR_OUT_OF_MEMORY) the array is left exactly as it was.
     void Grow(size_t nExtra)
     {
         if (nExtra > SIZE_MAX - this->m_nSize)

@@ -9,8 +9,9 @@
 //     auto* pfnExit = GetProc<void(libusb_context*)>("libusb_exit");
 //
 // Failures raise ClExDynamicLibraryLoadFail with the library's or the symbol's
-// name and the system's reason: -200 (cannot load), -204 (cannot unload),
-// -206 (symbol missing; the family's code for an unknown name).
+// name and the system's reason: ZRT_ERROR_FILE_OPEN_FAIL (cannot load),
+// ZRT_ERROR_IO (cannot unload), ZRT_ERROR_UNKNOWN_PARAMETER (symbol missing;
+// the family's code for an unknown name).
 #pragma once
 
 #include <cstddef>

@@ -10,9 +10,9 @@
 namespace {
 
 // A capacity that the growth rules compute in double. Values beyond size_t
-// become a request that no allocator can serve, so the growth fails with -102
-// instead of wrapping around to a small block (SIZE_MAX itself would mean
-// "double the block" to ExpandData).
+// become a request that no allocator can serve, so the growth fails with
+// ZRT_ERROR_OUT_OF_MEMORY instead of wrapping around to a small block (SIZE_MAX
+// itself would mean "double the block" to ExpandData).
 size_t CapacityFromDouble(double dCapacity)
 {
     if (!(dCapacity < static_cast<double>(SIZE_MAX)))

@@ -36,7 +36,8 @@ public:
     // Sets the byte order of reads and writes together; returns the write order before.
     bool SetByteSwap(bool bSwap);
     bool GetByteSwap() const { return m_bSwapOnWrite; }
-    // When set, a typed operation that moves fewer bytes than asked raises -201.
+    // When set, a typed operation that moves fewer bytes than asked raises
+    // ZRT_ERROR_UNEXPECTED_EOF.
     void SetThrowOnShort(bool bThrow) { m_bThrowOnShort = bThrow; }
     bool GetThrowOnShort() const { return m_bThrowOnShort; }
 
@@ -69,7 +70,8 @@ public:
     size_t ReadString(char*& pszText);
 
 protected:
-    // Raises -39 while bits are pending: byte-wise access would lose them.
+    // Raises ZRT_ERROR_CORRUPT_DATA while bits are pending: byte-wise access
+    // would lose them.
     void CheckByteBoundary() const;
 
     bool m_bBitMode = false;
@@ -86,8 +88,8 @@ private:
 };
 
 // A stream over a memory block. Over a caller's block (external) it never
-// reallocates: writing past the end of the block fails with -204. A stream
-// made without a block owns a heap block that grows as it is written.
+// reallocates: writing past the end of the block fails with ZRT_ERROR_IO. A
+// stream made without a block owns a heap block that grows as it is written.
 class ClMemStream : public ClStream
 {
 public:
@@ -111,7 +113,8 @@ public:
     uint8_t* GetData() const { return m_nLength != 0 ? m_pData : nullptr; }
     uint64_t GetCapacity() const { return m_nCapacity; }
     // Grows an owned block to nNewCapacity bytes, keeping the content; SIZE_MAX
-    // doubles it. A smaller request does nothing. An external block raises -204.
+    // doubles it. A smaller request does nothing. An external block raises
+    // ZRT_ERROR_IO.
     void ExpandData(size_t nNewCapacity);
 
 private:

@@ -171,7 +171,7 @@ TEST_F(LiveCapture, EventsFollowTheFingerThroughTwoPhases)
         EXPECT_NE(event.nEvent, eCaptureError);
         uiFrameEvents += event.bMask ? 1 : 0;
     }
-    EXPECT_EQ(uiFrameEvents, m_device.Stats().commandsById[ClKR9USBProtocol::eGrabFrame8]);
+    EXPECT_EQ(uiFrameEvents, m_device.Stats().commandsById[KR9Wire::eGrabFrame8]);
 }
 
 std::string g_strLogged;

@@ -157,7 +157,9 @@ TEST(KR9Scanner, UnplugDuringAFrameEndsWithoutHangOrCrash)
     ClImage image8;
     image8.Create(ClImage::uint8, 256, 360, 1, 0, 0, true);
     auto grabbing = std::async(std::launch::async, [&] { return CodeOf([&] { scanner.GetFrame(image8, 0); }); });
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    // Pulled once the frame is under way: its first chunk has gone out.
+    while (virtualScanner.Stats().chunksServed == 0)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
     virtualScanner.Unplug();
     ASSERT_EQ(grabbing.wait_for(std::chrono::seconds(10)), std::future_status::ready);
     // The chunk pipe reports no errors: the frame completes, and the next command finds the device gone.

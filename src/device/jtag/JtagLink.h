@@ -37,8 +37,8 @@ public:
     virtual bool Transfer(const uint8_t* pRequest, uint8_t* pReply, uint32_t uiTimeoutMs) = 0;
 
     // One packet of kPacketSize bytes, written whole under the link's lock so
-    // that packets of two writers never interleave. Raises -60 when the device
-    // does not take it.
+    // that packets of two writers never interleave. Raises
+    // ZRT_ERROR_DEVICE_DISCONNECTED when the device does not take it.
     void WritePacket(const uint8_t* pPacket);
 
 private:

@@ -44,7 +44,8 @@ public:
     void TmsTransition(bool bTms);
     // Eight clocks of TDI from the byte's low bit up, with TMS low.
     void PutTdiByte(uint8_t ucByte);
-    // Sends everything queued, then asks for the TDO bit; -62 when the device does not answer.
+    // Sends everything queued, then asks for the TDO bit; ZRT_ERROR_DEVICE_INTERNAL when the
+    // device does not answer.
     bool ReadTdo();
     // Sends everything queued.
     void Flush();

@@ -35,8 +35,9 @@ public:
     explicit ClXsvfPlayer(ClJtagLink& link);
 
     // Both return the run's outcome (EXsvfError; XsvfErrorText gives its
-    // message). A file that cannot be opened raises -200; a link whose device
-    // stops answering raises -60 or -62. The progress callback is optional.
+    // message). A file that cannot be opened raises ZRT_ERROR_FILE_OPEN_FAIL; a
+    // link whose device stops answering raises ZRT_ERROR_DEVICE_DISCONNECTED or
+    // ZRT_ERROR_DEVICE_INTERNAL. The progress callback is optional.
     int32_t PlayFile(const std::string& strPath, const XsvfProgressCallback& progress = nullptr);
     int32_t PlayMemory(const uint8_t* pData, size_t nSize, const XsvfProgressCallback& progress = nullptr);
 

@@ -18,8 +18,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// The Physical descriptor type of the HID class: the device's image pipe.
-constexpr uint16_t kPhysicalDescriptor = 0x23;
 // HID class request for output reports, used when the interface has no OUT endpoint.
 constexpr uint8_t kSetReport = 0x09;
 constexpr uint16_t kOutputReportType = 0x02;
@@ -489,7 +487,7 @@ bool ClLibusbHIDInterface::GetPhysicalDescriptor(void* pBuffer, uint64_t uiSize)
         return false;
     const int nResult = m_pUsb->Usb().control_transfer(
         m_pHandle, LIBUSB_ENDPOINT_IN | LIBUSB_REQUEST_TYPE_STANDARD | LIBUSB_RECIPIENT_INTERFACE,
-        LIBUSB_REQUEST_GET_DESCRIPTOR, static_cast<uint16_t>(kPhysicalDescriptor << 8),
+        LIBUSB_REQUEST_GET_DESCRIPTOR, static_cast<uint16_t>(KR9Wire::kPhysicalDescriptorType << 8),
         static_cast<uint16_t>(m_nInterface), static_cast<uint8_t*>(pBuffer), static_cast<uint16_t>(uiSize),
         kChunkTimeoutMs);
     return nResult >= 0 && static_cast<uint64_t>(nResult) == uiSize;

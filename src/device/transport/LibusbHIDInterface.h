@@ -14,6 +14,7 @@
 #include <string>
 
 #include "device/HIDInterface.h"
+#include "device/KR9WireProtocol.h"
 
 struct libusb_context;
 struct libusb_device;
@@ -28,8 +29,9 @@ class ClLibusbWrapper;
 class ClLibusbContext
 {
 public:
-    // The shared context. The loader's exceptions when libusb is missing, -62
-    // with "libusb_init (<code>)" when libusb cannot start.
+    // The shared context. The loader's exceptions when libusb is missing,
+    // ZRT_ERROR_DEVICE_INTERNAL with "libusb_init (<code>)" when libusb cannot
+    // start.
     static std::shared_ptr<ClLibusbContext> Get();
     // Drops the process's reference; the next Get makes a new context. Code that
     // provides the USB devices itself (an emulated bus) needs every context gone
@@ -75,7 +77,7 @@ public:
     bool GetPhysicalDescriptor(void* pBuffer, uint64_t uiSize) override;
 
     // Bytes of a report on the wire; the host's buffer adds the report id in front.
-    static constexpr uint32_t kReportBytes = 64;
+    static constexpr uint32_t kReportBytes = KR9Wire::kTravellingSize;
 
 private:
     // One asynchronous transfer per direction. A read that timed out stays

@@ -14,8 +14,9 @@ class ClLibusbWrapper : public ClDynamicLibraryLoader
 public:
     static constexpr const char* kLibraryName = "libusb-1.0.so.0";
 
-    // Loads the library and resolves every function below, in order; the
-    // loader's exceptions on failure (-200 library missing, -206 symbol missing).
+    // Loads the library and resolves every function below, in order; the loader's
+    // exceptions on failure (ZRT_ERROR_FILE_OPEN_FAIL library missing,
+    // ZRT_ERROR_UNKNOWN_PARAMETER symbol missing).
     explicit ClLibusbWrapper(const char* pszLibraryName = kLibraryName);
     ~ClLibusbWrapper() override = default;
 
