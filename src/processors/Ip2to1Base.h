@@ -238,13 +238,13 @@ public:
     void RegisterParameters(ClParameterContainer& container) override;
     void SetDefaultParameters() override;
 
-    // -37 when CanProcess is false; -44 when the sizes must be equal and
+    // ZRT_ERROR_PARAM_IS_MISSING when CanProcess is false; ZRT_ERROR_INVALID_PARAMETER when the sizes must be equal and
     // differ, or an offset is set.
     int32_t Prepare() override;
     // Shapes the output from input 1 with the output type (default: input
     // 1's), lays the inputs over each other and runs Calculate over the
     // overlap. The output may be one of the inputs. A sample type outside
-    // the eight gives -101.
+    // the eight gives ZRT_ERROR_INTERNAL.
     int32_t Process() override;
 
     // The arithmetic over the overlap; starts and strides in samples. Here:

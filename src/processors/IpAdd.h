@@ -17,7 +17,7 @@ constexpr int32_t kModeEnlarge = 2;
 // triple of sample types and mode. Cut and Scale limit to the output's range
 // (Scale halves first, integers by a right shift); Enlarge wraps at the
 // output type's width. Returns false for a type outside the eight, and raises
-// -44 for unequal plane counts.
+// ZRT_ERROR_INVALID_PARAMETER for unequal plane counts.
 bool AddDirect(const ClImage& in1, const ClImage& in2, ClImage& out, const TwoToOne::StOverlap& overlap,
                int32_t nMode);
 

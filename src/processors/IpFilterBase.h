@@ -32,7 +32,7 @@ public:
     void SetDefaultParameters() override;
 
     // A width of 1 or less copies the input. More than one plane goes plane
-    // by plane (ProcessPlanes). The input as its own output gives -10.
+    // by plane (ProcessPlanes). The input as its own output gives ZRT_ERROR_BITMAP_PTR.
     // Otherwise ProcessPlane.
     int32_t Process() override;
 
@@ -40,9 +40,9 @@ public:
     // the results with the input's content.
     virtual int32_t ProcessPlanes();
     // Sends the image by mode and signedness to the routines below; an input
-    // missing raises -10, a mode outside the five -35.
+    // missing raises ZRT_ERROR_BITMAP_PTR, a mode outside the five ZRT_ERROR_PARAM_OUT_OF_RANGE.
     virtual int32_t ProcessPlane();
-    // The routines of the filter. Here they refuse with -33; the XY pair runs
+    // The routines of the filter. Here they refuse with ZRT_ERROR_FORMAT_NOTSUPPORTED; the XY pair runs
     // X and then Y on its result.
     virtual int32_t FilterX();
     virtual int32_t FilterY();

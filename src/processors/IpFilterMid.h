@@ -200,7 +200,7 @@ public:
     int32_t FilterSignedY() override;
     int32_t FilterSignedXY() override;
     // Along (or across) the direction field; both Dx and Dy must be set.
-    // A window reaching across the image's width copies it and gives -14.
+    // A window reaching across the image's width copies it and gives ZRT_ERROR_BITMAP_DIMENSION.
     int32_t FilterDirected(bool bOrtho) override;
 
     // Stores the images and the width and runs; the mode stays as it is.

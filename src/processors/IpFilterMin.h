@@ -162,11 +162,11 @@ public:
     const char* GetClassName() const override { return "ClIpFilterMin"; }
     void DescribeParameters(ClParameterInterface& list) override;
 
-    // Both images must be set (-701).
+    // Both images must be set (ZRT_ERROR_BAD_POINTER).
     int32_t Prepare() override;
-    // An even width fails with -44 "Filter width has to be odd."; then one
+    // An even width fails with ZRT_ERROR_INVALID_PARAMETER "Filter width has to be odd."; then one
     // member per sample type for the modes X, Y and XY (X, then Y on its
-    // result). The directed modes give -33, other modes raise -35.
+    // result). The directed modes give ZRT_ERROR_FORMAT_NOTSUPPORTED, other modes raise ZRT_ERROR_PARAM_OUT_OF_RANGE.
     int32_t ProcessPlane() override;
 
     int32_t Run(ClImage* pInImage, ClImage* pOutImage, int32_t nFilterWidth, EFilterMode eMode);

@@ -175,8 +175,8 @@ public:
 
     // The output becomes a one-plane image of the output type at the input's
     // size, with the input's carried values, holding the variance of every
-    // window. An output type outside the eight (also default) gives -33; a
-    // width below -1 has no window and gives -35.
+    // window. An output type outside the eight (also default) gives ZRT_ERROR_FORMAT_NOTSUPPORTED; a
+    // width below -1 has no window and gives ZRT_ERROR_PARAM_OUT_OF_RANGE.
     int32_t Process() override;
 
     void SetFilterWidth(int32_t nWidth) { m_nFilterWidth = nWidth; }
@@ -184,7 +184,8 @@ public:
     void SetOutImageType(ClImage::EDataType eType) { m_eOutImageType = static_cast<unsigned char>(eType); }
 
 protected:
-    // The input check of the frame, then one plane only (-44) and an output (-701).
+    // The input check of the frame, then one plane only (ZRT_ERROR_INVALID_PARAMETER) and an output
+    // (ZRT_ERROR_BAD_POINTER).
     void CheckInputType() override;
 
     int32_t m_nFilterWidth = 11;

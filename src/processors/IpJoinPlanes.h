@@ -21,11 +21,11 @@ public:
 
     // The plane count comes from the content: eUnknown takes SetPlaneCount's,
     // eGrayscale 1, eRGBA 4, eRGB, eHSV, eCIELUV (and the value 9) 3; eXYZ,
-    // eCIELab and every other value cannot be joined and give -35. The first
+    // eCIELab and every other value cannot be joined and give ZRT_ERROR_PARAM_OUT_OF_RANGE. The first
     // non-null plane gives type, size and carried values of the output. A
     // null plane is filled with its fill value when empty planes are filled.
     // A count of 0 or less, or no plane at all, leaves the output as it was.
-    // A plane of another sample type than the first gives -44 with the
+    // A plane of another sample type than the first gives ZRT_ERROR_INVALID_PARAMETER with the
     // output untouched; planes of other sizes give the part they share.
     int32_t Process() override;
 

@@ -34,7 +34,7 @@ public:
     int32_t Process() override;
 
 protected:
-    // The input check of the frame, then an output (-701), then the input's type.
+    // The input check of the frame, then an output (ZRT_ERROR_BAD_POINTER), then the input's type.
     void CheckInputType() override;
 
     // The paths and their stages are open to a subclass, so that a benchmark

@@ -21,7 +21,7 @@ public:
     // Maps the input into the output (the input itself when no output is
     // set), plane by plane for colour images. Samples are read as bytes,
     // whatever the type: the table is meant for 8-bit images. No input
-    // raises -37.
+    // raises ZRT_ERROR_PARAM_IS_MISSING.
     int32_t Process() override;
     // Fills the table; nothing here.
     virtual void BuildTable() {}

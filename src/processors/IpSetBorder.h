@@ -22,7 +22,7 @@ public:
     // paints the top and bottom border rows and the left and right border of
     // the rows between. Counts are bytes, so on wider samples the frame is
     // narrower. A border wider than the image paints all of it; a negative
-    // width paints nothing. Missing images give -37.
+    // width paints nothing. Missing images give ZRT_ERROR_PARAM_IS_MISSING.
     int32_t Process() override;
 
     int32_t Run(ClImage* pInImage, ClImage* pOutImage, int32_t nBorderWidth, unsigned char nGreyValue);

@@ -21,7 +21,7 @@ public:
     // Each non-null plane image below the input's plane count becomes a
     // one-plane image of the input's type, size and carried values holding
     // that plane; the others are left as they are. More than 4 planes raise
-    // -35; no input is -37.
+    // ZRT_ERROR_PARAM_OUT_OF_RANGE; no input is ZRT_ERROR_PARAM_IS_MISSING.
     int32_t Process() override;
 
     // Stores the images and runs; any plane may be null.

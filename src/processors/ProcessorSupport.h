@@ -23,7 +23,7 @@ TProcessor* NewProcessorInstance()
 }
 
 // Formats a processor's summary into the reporter's buffer; a summary that
-// does not fit raises -101 "String-Length exceeded available size".
+// does not fit raises ZRT_ERROR_INTERNAL "String-Length exceeded available size".
 void FormatProcessingInfo(char* pszText, size_t nSize, const char* pszFormat, ...)
     __attribute__((format(printf, 3, 4)));
 
