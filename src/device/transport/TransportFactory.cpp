@@ -1,11 +1,13 @@
 #include "device/transport/TransportFactory.h"
 
+#include <array>
 #include <mutex>
 #include <utility>
 #include <vector>
 
 #include "device/transport/CompositeHIDInterface.h"
 #include "device/transport/LibusbHIDInterface.h"
+#include "sdk/Exception.h"
 #include "sdk/NeverDestroyed.h"
 
 namespace {
@@ -15,6 +17,11 @@ struct StBackendKind
     HIDPathTest ownsPath;
     HIDBackendMaker make;
 };
+
+// A fixed table, not a vector: the library can be unloaded and loaded again,
+// and storage that is never destroyed must not hold heap memory that would
+// then be lost. The emulator is the only other backend today.
+constexpr size_t kMaxBackendKinds = 4;
 
 class ClBackendKinds
 {
@@ -29,15 +36,19 @@ public:
     void Add(const StBackendKind& kind)
     {
         std::lock_guard<std::mutex> lock(m_mutex);
-        for (const StBackendKind& known : m_kinds)
-            if (known.ownsPath == kind.ownsPath)
+        for (size_t i = 0; i < m_uiCount; ++i)
+            if (m_kinds[i].ownsPath == kind.ownsPath)
                 return;
-        m_kinds.push_back(kind);
+        if (m_uiCount == kMaxBackendKinds)
+            throw ClException("Too many transport backends", ZRT_ERROR_INTERNAL, true, KR9_SITE);
+        m_kinds[m_uiCount++] = kind;
     }
 
-    std::vector<StBackendKind> List()
+    // A copy, so that the makers run outside the lock.
+    std::array<StBackendKind, kMaxBackendKinds> List(size_t& uiCount)
     {
         std::lock_guard<std::mutex> lock(m_mutex);
+        uiCount = m_uiCount;
         return m_kinds;
     }
 
@@ -46,7 +57,8 @@ private:
     ClBackendKinds() = default;
 
     std::mutex m_mutex;
-    std::vector<StBackendKind> m_kinds;
+    std::array<StBackendKind, kMaxBackendKinds> m_kinds{};
+    size_t m_uiCount = 0;
 };
 
 }  // namespace
@@ -60,7 +72,9 @@ std::unique_ptr<ClHIDInterface> CreateHIDInterface()
 {
     std::vector<ClCompositeHIDInterface::StBackend> backends;
     backends.push_back({&ClLibusbHIDInterface::OwnsPath, std::make_unique<ClLibusbHIDInterface>()});
-    for (const StBackendKind& kind : ClBackendKinds::Instance().List())
-        backends.push_back({kind.ownsPath, kind.make()});
+    size_t uiCount = 0;
+    const auto kinds = ClBackendKinds::Instance().List(uiCount);
+    for (size_t i = 0; i < uiCount; ++i)
+        backends.push_back({kinds[i].ownsPath, kinds[i].make()});
     return std::make_unique<ClCompositeHIDInterface>(std::move(backends));
 }
