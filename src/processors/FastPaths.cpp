@@ -158,6 +158,12 @@ double VarianceOf(uint32_t nSum, uint32_t nSquares, double dCount)
     return (dSquares - dSum * dSum / dCount) / (dCount - 1.0);
 }
 
+// The truncated mean of a window sum, as the vector loops compute it lane by lane.
+uint8_t MeanOf(uint32_t nSum, float fCount)
+{
+    return static_cast<uint8_t>(static_cast<int32_t>(static_cast<float>(static_cast<int32_t>(nSum)) / fCount));
+}
+
 __attribute__((target("avx2"))) void VarianceRowAvx(const uint32_t* pSumPrefix, const uint32_t* pSquarePrefix,
                                                     int32_t nSpan, const double* pColumns, double dRows,
                                                     double* pOut, int32_t nLength)
@@ -194,8 +200,18 @@ __attribute__((target("avx2"))) void MeanRowByFloatAvx(const uint32_t* pPrefix, 
         _mm_storel_epi64(reinterpret_cast<__m128i*>(pOut + x), _mm_packus_epi16(words, words));
     }
     for (; x < nLength; ++x)
-        pOut[x] = static_cast<uint8_t>(static_cast<int32_t>(
-            static_cast<float>(static_cast<int32_t>(pPrefix[x + nSpan] - pPrefix[x])) / (pColumns[x] * fRows)));
+        pOut[x] = MeanOf(pPrefix[x + nSpan] - pPrefix[x], pColumns[x] * fRows);
+}
+
+// Widens [dLowest, dHighest] to the values the vector loop left over.
+void ScalarExtremes(const double* pValues, int64_t nCount, double& dLowest, double& dHighest)
+{
+    for (int64_t i = 0; i < nCount; ++i) {
+        if (pValues[i] < dLowest)
+            dLowest = pValues[i];
+        if (pValues[i] > dHighest)
+            dHighest = pValues[i];
+    }
 }
 
 __attribute__((target("avx2"))) void DoubleExtremesAvx(const double* pValues, int64_t nCount, double& dLowest,
@@ -219,12 +235,7 @@ __attribute__((target("avx2"))) void DoubleExtremesAvx(const double* pValues, in
         if (aHighest[k] > dHighest)
             dHighest = aHighest[k];
     }
-    for (; i < nCount; ++i) {
-        if (pValues[i] < dLowest)
-            dLowest = pValues[i];
-        if (pValues[i] > dHighest)
-            dHighest = pValues[i];
-    }
+    ScalarExtremes(pValues + i, nCount - i, dLowest, dHighest);
 }
 
 uint8_t ClipScaleOne(double dValue, double dLow, double dHigh, double dGain)
@@ -362,8 +373,7 @@ void MeanRowByFloat(const uint32_t* pPrefix, int32_t nSpan, const float* pColumn
         _mm_storel_epi64(reinterpret_cast<__m128i*>(pOut + x), _mm_packus_epi16(words, words));
     }
     for (; x < nLength; ++x)
-        pOut[x] = static_cast<uint8_t>(static_cast<int32_t>(
-            static_cast<float>(static_cast<int32_t>(pPrefix[x + nSpan] - pPrefix[x])) / (pColumns[x] * fRows)));
+        pOut[x] = MeanOf(pPrefix[x + nSpan] - pPrefix[x], pColumns[x] * fRows);
 }
 
 void DoubleExtremes(const double* pValues, int64_t nCount, double& dLowest, double& dHighest)
@@ -386,12 +396,7 @@ void DoubleExtremes(const double* pValues, int64_t nCount, double& dLowest, doub
     for (const double dLane : {_mm_cvtsd_f64(highest), _mm_cvtsd_f64(_mm_unpackhi_pd(highest, highest))})
         if (dLane > dHighest)
             dHighest = dLane;
-    for (; i < nCount; ++i) {
-        if (pValues[i] < dLowest)
-            dLowest = pValues[i];
-        if (pValues[i] > dHighest)
-            dHighest = pValues[i];
-    }
+    ScalarExtremes(pValues + i, nCount - i, dLowest, dHighest);
 }
 
 void ClipScaleToBytes(const double* pValues, uint8_t* pOut, int64_t nCount, double dLow, double dHigh, double dGain)
