@@ -38,18 +38,23 @@ void SetPixelCounters(benchmark::State& state)
     state.SetItemsProcessed(state.iterations() * kPixels);
 }
 
-void BM_KR9Mask8Bit(benchmark::State& state)
+// The whole pipeline, one instance for many frames, as the capture thread has it.
+void TimePipeline(benchmark::State& state, ClImage& frame)
 {
-    ClImage frame;
-    FingerFrame(frame);
     ClImage out(kWidth, kHeight);
-    // One instance for many frames, as the capture thread has it.
     ClIpKR9Mask pipeline;
     for (auto _ : state) {
         pipeline.Run(&frame, &out);
         benchmark::DoNotOptimize(out.Data());
     }
     SetPixelCounters(state);
+}
+
+void BM_KR9Mask8Bit(benchmark::State& state)
+{
+    ClImage frame;
+    FingerFrame(frame);
+    TimePipeline(state, frame);
 }
 BENCHMARK(BM_KR9Mask8Bit)->Unit(benchmark::kMicrosecond);
 
@@ -138,13 +143,7 @@ const bool g_bMaskStagesRegistered = [] {
             ClImage frame;
             if (!frameOf(frame))
                 return state.SkipWithError("the frame cannot be read");
-            ClImage out(kWidth, kHeight);
-            ClIpKR9Mask pipeline;
-            for (auto _ : state) {
-                pipeline.Run(&frame, &out);
-                benchmark::DoNotOptimize(out.Data());
-            }
-            SetPixelCounters(state);
+            TimePipeline(state, frame);
         })->Unit(benchmark::kMicrosecond);
         for (size_t nStage = 0; nStage < std::size(ClStagedMask::kStages); ++nStage) {
             const std::string strName = "BM_Mask8/" + strFrame + "/" + ClStagedMask::kStages[nStage];
@@ -170,13 +169,7 @@ void BM_KR9Mask16Bit(benchmark::State& state)
     frame.Create(ClImage::uint16, kWidth, kHeight, 1, 0, 0, true);
     for (int64_t i = 0; i < kPixels; ++i)
         reinterpret_cast<uint16_t*>(frame.Data())[i] = uint16_t(frame8.Data()[i] * 200 + 1000);
-    ClImage out(kWidth, kHeight);
-    ClIpKR9Mask pipeline;
-    for (auto _ : state) {
-        pipeline.Run(&frame, &out);
-        benchmark::DoNotOptimize(out.Data());
-    }
-    SetPixelCounters(state);
+    TimePipeline(state, frame);
 }
 BENCHMARK(BM_KR9Mask16Bit)->Unit(benchmark::kMicrosecond);
 
